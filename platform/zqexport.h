@@ -1,0 +1,8 @@
+// Marks what libzqplatform.so exports; everything else in the library is hidden.
+
+#ifndef ZQPLATFORM_ZQEXPORT_H
+#define ZQPLATFORM_ZQEXPORT_H
+
+#define ZQPLATFORM_EXPORT __attribute__((visibility("default")))
+
+#endif

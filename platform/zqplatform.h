@@ -1,0 +1,11 @@
+// Every public header of the library.
+
+#ifndef ZQPLATFORM_ZQPLATFORM_H
+#define ZQPLATFORM_ZQPLATFORM_H
+
+#include "zqlimitedstack.h"
+#include "zqstream.h"
+#include "zqstreambase.h"
+#include "zqtime.h"
+
+#endif
