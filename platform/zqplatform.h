@@ -4,6 +4,8 @@
 #define ZQPLATFORM_ZQPLATFORM_H
 
 #include "zqlimitedstack.h"
+#include "zqsstream.h"
+#include "zqstdstream.h"
 #include "zqstream.h"
 #include "zqstreambase.h"
 #include "zqtime.h"
