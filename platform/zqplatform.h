@@ -8,6 +8,7 @@
 #include "zqstdstream.h"
 #include "zqstream.h"
 #include "zqstreambase.h"
+#include "zqthread.h"
 #include "zqtime.h"
 
 #endif
