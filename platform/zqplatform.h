@@ -4,6 +4,7 @@
 #define ZQPLATFORM_ZQPLATFORM_H
 
 #include "zqlimitedstack.h"
+#include "zqmemory.h"
 #include "zqsstream.h"
 #include "zqstdstream.h"
 #include "zqstream.h"
