@@ -11,5 +11,6 @@
 #include "zqstreambase.h"
 #include "zqthread.h"
 #include "zqtime.h"
+#include "zqversions.h"
 
 #endif
