@@ -5,6 +5,7 @@
 
 #include "zqlimitedstack.h"
 #include "zqmemory.h"
+#include "zqprocess.h"
 #include "zqsstream.h"
 #include "zqstdstream.h"
 #include "zqstream.h"
