@@ -1,5 +1,6 @@
 #include "zqthread.h"
 
+#include <cassert>
 #include <cstdio>
 #include <system_error>
 
@@ -15,7 +16,40 @@ bool check(int error, const char* message)
     return error == 0;
 }
 
+// Prepares 'attributes', which need no destruction: on this platform they own nothing.
+bool setStackSize(pthread_attr_t* attributes, std::size_t size)
+{
+    std::size_t platformSize;  // unused: reading it shows that the attributes work
+    return check(::pthread_attr_init(attributes), "pthread_attr_init failed") &&
+           check(::pthread_attr_getstacksize(attributes, &platformSize),
+                 "pthread_attr_getstacksize failed") &&
+           check(::pthread_attr_setstacksize(attributes, size), "pthread_attr_setstacksize failed");
+}
+
 }  // namespace
+
+// ---- ZQThread
+
+ZQThread::~ZQThread() = default;
+
+bool ZQThread::Start(void* arg)
+{
+    SetArg(arg);
+    pthread_attr_t attributes;
+    if (_stackSize != 0 && !setStackSize(&attributes, _stackSize))
+        return false;
+    return check(
+        ::pthread_create(&_thread, _stackSize != 0 ? &attributes : nullptr, ThreadEntry, this),
+        "Cannot start ZQThread");
+}
+
+void* ZQThread::Join()
+{
+    void* ret = nullptr;
+    if (check(::pthread_join(_thread, &ret), "Could not wait for the ZQThread"))
+        assert(ret == GetReturn());
+    return GetReturn();
+}
 
 // ---- ZQMutex
 
@@ -81,3 +115,10 @@ void ZQCondition::Broadcast()
 }
 
 }  // namespace ZQPlatform
+
+void* ThreadEntry(void* thread)
+{
+    auto* self = static_cast<ZQPlatform::ZQThread*>(thread);
+    self->SetReturn(self->Run(self->GetArg()));
+    return self->GetReturn();
+}

@@ -1,4 +1,12 @@
-// Mutexes, conditions and objects that are built once.
+// Threads, mutexes, conditions and objects that are built once.
+//
+// A thread is a class whose Run is its body:
+//
+//   class Reader : public ZQPlatform::ZQThread {
+//       void* Run(void* name) override { ... }
+//   };
+//   Reader reader;
+//   if (reader.Start(name)) ... reader.Join();
 //
 // A lock for a table, and the table itself, built by whoever asks first:
 //
@@ -12,8 +20,11 @@
 //   ZQPlatform::ZQMutexGuard guard(tableLock);  // released on every way out of the scope
 //   table().add(name);
 //
-// Thin layers over POSIX threads, which report failures each in its own way: ZQMutex throws,
-// ZQCondition prints, the once templates pass on what the construction throws.
+// Thin layers over POSIX threads, which report failures each in its own way: ZQThread prints and
+// returns false, ZQMutex throws, ZQCondition prints and goes on, the once templates pass on what
+// the construction throws. What is printed is a fixed message, through perror. Deliberate: the
+// error text behind the message is that of errno as it stood before, because the thread calls
+// return their error and leave errno alone.
 
 #ifndef ZQPLATFORM_ZQTHREAD_H
 #define ZQPLATFORM_ZQTHREAD_H
@@ -27,7 +38,62 @@
 #include <type_traits>
 #include <utility>
 
+// Where every ZQThread starts, with the object as its parameter: calls Run with GetArg(), keeps
+// the result with SetReturn, and returns GetReturn().
+extern "C" ZQPLATFORM_EXPORT void* ThreadEntry(void* thread);
+
 namespace ZQPlatform {
+
+using ::ThreadEntry;
+
+// ---- Thread
+
+// A thread whose body is the Run of a derived class. One thread owns the object and calls Start
+// and Join; there is no detaching and no cancelling. After Join it may be started again.
+class ZQPLATFORM_EXPORT ZQThread {
+public:
+    ZQThread() = default;
+
+    // Neither waits for a running thread nor detaches it: Join first.
+    virtual ~ZQThread();
+
+    ZQThread(const ZQThread&) = delete;
+    ZQThread& operator=(const ZQThread&) = delete;
+
+    // The body.
+    //   Called    on the new thread, once for each Start that succeeded, with the argument of
+    //             Start (or of a SetArg that came before the thread ran).
+    //   Result    what Join returns; it replaces what SetReturn stored meanwhile. An exception
+    //             that leaves Run ends the process.
+    virtual void* Run(void* arg) = 0;
+
+    // Keeps 'arg', even on failure, and starts the thread. False, with a message, if it could
+    // not be started; a stack size below the platform's minimum is one reason.
+    bool Start(void* arg = nullptr);
+
+    // Waits for the thread to end and returns what Run returned. If waiting fails, prints a
+    // message and returns GetReturn() as it is. To be called once after each Start that
+    // succeeded; anything else is undefined.
+    void* Join();
+
+    // The argument of Run: null until Start or SetArg.
+    void* GetArg() const { return _arg; }
+    void SetArg(void* arg) { _arg = arg; }
+
+    // The result of Run: null until it or SetReturn stored one. The owner may read it after Join.
+    void* GetReturn() const { return _return; }
+    void SetReturn(void* value) { _return = value; }
+
+    // The stack of the threads to be started, in bytes; 0, as in the beginning: the platform's.
+    unsigned int GetStackSize() const { return _stackSize; }
+    void SetStackSize(unsigned int size) { _stackSize = size; }
+
+private:
+    pthread_t _thread = 0;  // the one started last
+    void* _arg = nullptr;
+    void* _return = nullptr;
+    unsigned int _stackSize = 0;
+};
 
 // ---- Mutex
 
@@ -69,9 +135,7 @@ using ZQMutexGuard = std::lock_guard<ZQMutex>;
 //       condition.Wait();         condition.Release();
 //   condition.Release();          condition.Signal();
 //
-// A call that the platform refuses prints one fixed message through perror and goes on as if it
-// had succeeded. Deliberate: the error text behind the message is that of errno as it stood
-// before, because the thread calls return their error and leave errno alone.
+// A call that the platform refuses prints its message and goes on as if it had succeeded.
 class ZQPLATFORM_EXPORT ZQCondition {
 public:
     ZQCondition();

@@ -11,21 +11,36 @@
 
 using namespace ZQPlatform;
 
-ZQ_INTERPOSE(int, pthread_mutex_init,
-             (pthread_mutex_t * mutex, const pthread_mutexattr_t* attributes) noexcept,
-             (mutex, attributes))
-ZQ_INTERPOSE(int, pthread_mutex_destroy, (pthread_mutex_t * mutex) noexcept, (mutex))
-ZQ_INTERPOSE(int, pthread_mutex_lock, (pthread_mutex_t * mutex) noexcept, (mutex))
-ZQ_INTERPOSE(int, pthread_mutex_unlock, (pthread_mutex_t * mutex) noexcept, (mutex))
-ZQ_INTERPOSE(int, pthread_cond_init,
-             (pthread_cond_t * cond, const pthread_condattr_t* attributes) noexcept,
-             (cond, attributes))
-ZQ_INTERPOSE(int, pthread_cond_destroy, (pthread_cond_t * cond) noexcept, (cond))
-ZQ_INTERPOSE(int, pthread_cond_wait, (pthread_cond_t * cond, pthread_mutex_t* mutex), (cond, mutex))
-ZQ_INTERPOSE(int, pthread_cond_signal, (pthread_cond_t * cond) noexcept, (cond))
-ZQ_INTERPOSE(int, pthread_cond_broadcast, (pthread_cond_t * cond) noexcept, (cond))
+ZQ_INTERPOSE(pthread_attr_getstacksize)
+ZQ_INTERPOSE(pthread_attr_init)
+ZQ_INTERPOSE(pthread_attr_setstacksize)
+ZQ_INTERPOSE(pthread_cond_broadcast)
+ZQ_INTERPOSE(pthread_cond_destroy)
+ZQ_INTERPOSE(pthread_cond_init)
+ZQ_INTERPOSE(pthread_cond_signal)
+ZQ_INTERPOSE(pthread_cond_wait)
+ZQ_INTERPOSE(pthread_create)
+ZQ_INTERPOSE(pthread_join)
+ZQ_INTERPOSE(pthread_mutex_destroy)
+ZQ_INTERPOSE(pthread_mutex_init)
+ZQ_INTERPOSE(pthread_mutex_lock)
+ZQ_INTERPOSE(pthread_mutex_unlock)
 
 namespace {
+
+class Echo : public ZQThread {
+public:
+    std::size_t stack = 0;  // of the thread that ran last
+    void* Run(void* arg) override
+    {
+        pthread_attr_t attributes;
+        ::pthread_getattr_np(::pthread_self(), &attributes);
+        ::pthread_attr_getstacksize(&attributes, &stack);
+        ::pthread_attr_destroy(&attributes);
+        SetReturn(nullptr);
+        return arg;
+    }
+};
 
 // Runs 'body' on 16 threads at once.
 void race(const std::function<void()>& body)
@@ -64,6 +79,42 @@ void countCall()
 
 }  // namespace
 
+TEST(Thread, HandsItsArgumentInAndItsResultOut)
+{
+    Echo echo;
+    for (const unsigned int size : {1u << 20, 2u << 20}) {
+        echo.SetStackSize(size);
+        ASSERT_TRUE(echo.Start(&echo));
+        EXPECT_EQ(echo.Join(), &echo);
+        EXPECT_EQ(echo.GetReturn(), &echo);
+        EXPECT_EQ(echo.stack, size);
+    }
+}
+
+TEST(Thread, SaysWhyItDoesNotStartOrJoin)
+{
+    Echo echo;
+    echo.SetStackSize(1 << 20);
+    echo.SetReturn(&echo);
+    CaptureErr captured;
+    errno = 0;
+    for (const char* call : {"pthread_attr_i", "pthread_attr_g", "pthread_attr_s", "pthread_c"}) {
+        Fault fault(call, EINVAL);
+        EXPECT_FALSE(echo.Start(&echo));
+        EXPECT_EQ(echo.GetArg(), &echo);
+    }
+    echo.SetStackSize(1);
+    EXPECT_FALSE(echo.Start());
+    Fault fault("pthread_join", ESRCH);
+    EXPECT_EQ(echo.Join(), &echo);
+    EXPECT_EQ(captured.text(), "pthread_attr_init failed: Success\n"
+                               "pthread_attr_getstacksize failed: Success\n"
+                               "pthread_attr_setstacksize failed: Success\n"
+                               "Cannot start ZQThread: Success\n"
+                               "pthread_attr_setstacksize failed: Success\n"
+                               "Could not wait for the ZQThread: Success\n");
+}
+
 TEST(Mutex, NeedsNoConstructorAndThrowsOnlyFromAcquire)
 {
     [[maybe_unused]] static constexpr ZQMutex initialisedAtCompileTime;
@@ -85,24 +136,19 @@ TEST(Mutex, NeedsNoConstructorAndThrowsOnlyFromAcquire)
     }
 }
 
-TEST(Condition, HandsOverBetweenThreads)
+TEST(Condition, WakesWhoWaits)
 {
     for (const auto wake : {&ZQCondition::Signal, &ZQCondition::Broadcast}) {
         ZQCondition condition;
-        int ball = 0;  // an even one is the other thread's
-        const auto play = [&](int parity) {
-            for (int i = 0; i < 100; ++i) {
-                condition.Acquire();
-                while (ball % 2 != parity)
-                    condition.Wait();
-                ++ball;
-                condition.Release();
-                (condition.*wake)();
-            }
-        };
-        std::thread other(play, 0);
-        play(1);
-        other.join();
+        int arrived = 0;
+        race([&] {
+            condition.Acquire();
+            ++arrived;
+            while (arrived < 16)
+                condition.Wait();
+            condition.Release();
+            (condition.*wake)();
+        });
     }
 }
 

@@ -1,9 +1,7 @@
 // Makes calls of the C library fail on demand.
 //
-// ZQ_INTERPOSE defines a function of the C library in the test program, so that the library under
-// test calls this one. It passes on to the real one, unless a Fault says otherwise:
-//
-//   ZQ_INTERPOSE(int, usleep, (useconds_t micros), (micros))
+// ZQ_INTERPOSE(usleep) defines that function in the test program, so that the library under test
+// calls this one. It passes on to the real one, unless a Fault says otherwise.
 
 #ifndef ZQPLATFORM_TESTS_INTERPOSE_H
 #define ZQPLATFORM_TESTS_INTERPOSE_H
@@ -18,18 +16,23 @@ struct Fault {
     ~Fault() { current = nullptr; }
     static bool hits(const char* function)
     {
-        return current && std::strncmp(function, current->prefix, strlen(current->prefix)) == 0;
+        return std::strncmp(function, current->prefix, strlen(current->prefix)) == 0;
     }
     static inline thread_local const Fault* current = nullptr;
     const char* prefix;
     long result;
 };
 
-#define ZQ_INTERPOSE(Result, function, parameters, arguments)                                      \
-    extern "C" Result function parameters                                                          \
+// Registers carry the first four integers or pointers of any call on x86-64, and its result.
+// Sanitizers call some of these functions on threads that they have not prepared yet.
+#define ZQ_INTERPOSE(function)                                                                     \
+    extern "C" long function##Fault(long a, long b, long c, long d) __asm__(#function);            \
+    __attribute__((no_sanitize("thread"))) long function##Fault(long a, long b, long c, long d)    \
     {                                                                                              \
-        static const auto real = (Result(*) parameters)::dlsym(RTLD_NEXT, #function);              \
-        return Fault::hits(#function) ? (Result)Fault::current->result : real arguments;           \
+        using Function = long (*)(long, long, long, long);                                         \
+        if (Fault::current && Fault::hits(#function))                                              \
+            return Fault::current->result;                                                         \
+        return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, #function))(a, b, c, d);              \
     }
 
 #endif
