@@ -3,6 +3,7 @@
 #ifndef ZQPLATFORM_ZQPLATFORM_H
 #define ZQPLATFORM_ZQPLATFORM_H
 
+#include "gzstream_zlib.h"
 #include "zqlimitedstack.h"
 #include "zqmemory.h"
 #include "zqprocess.h"
@@ -10,6 +11,7 @@
 #include "zqstdstream.h"
 #include "zqstream.h"
 #include "zqstreambase.h"
+#include "zqstreammanager.h"
 #include "zqthread.h"
 #include "zqtime.h"
 #include "zqversions.h"

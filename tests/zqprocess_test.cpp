@@ -25,7 +25,6 @@ TEST(ProcessHelpers, ExpandTheHomeAndDropWhatAShellWouldRead)
         EXPECT_EQ(ZQProcessSystemCommand(row.text), row.command);
     }
     std::string all = "x";
-    for (char c = 0; ++c != 0;)
-        all += c;
+    for (char c = 0; ++c != 0;) all += c;
     EXPECT_EQ(ZQProcessSystemCommand(all.c_str()).size(), all.size() - 16);
 }

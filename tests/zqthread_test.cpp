@@ -46,10 +46,8 @@ public:
 void race(const std::function<void()>& body)
 {
     std::vector<std::thread> threads;
-    for (int i = 0; i < 16; ++i)
-        threads.emplace_back(body);
-    for (std::thread& thread : threads)
-        thread.join();
+    for (int i = 0; i < 16; ++i) threads.emplace_back(body);
+    for (std::thread& thread : threads) thread.join();
 }
 
 std::atomic<int> built{0};
@@ -72,17 +70,14 @@ template <class T> ZQOnce<T>& once()
     return held;
 }
 
-void countCall()
-{
-    ++built;
-}
+void countCall() { ++built; }
 
 }  // namespace
 
 TEST(Thread, HandsItsArgumentInAndItsResultOut)
 {
     Echo echo;
-    for (const unsigned int size : {1u << 20, 2u << 20}) {
+    for (const unsigned int size : {64u << 20, 128u << 20}) {
         echo.SetStackSize(size);
         ASSERT_TRUE(echo.Start(&echo));
         EXPECT_EQ(echo.Join(), &echo);
@@ -144,8 +139,7 @@ TEST(Condition, WakesWhoWaits)
         race([&] {
             condition.Acquire();
             ++arrived;
-            while (arrived < 16)
-                condition.Wait();
+            while (arrived < 16) condition.Wait();
             condition.Release();
             (condition.*wake)();
         });

@@ -30,8 +30,7 @@ struct Fault {
     __attribute__((no_sanitize("thread"))) long function##Fault(long a, long b, long c, long d)    \
     {                                                                                              \
         using Function = long (*)(long, long, long, long);                                         \
-        if (Fault::current && Fault::hits(#function))                                              \
-            return Fault::current->result;                                                         \
+        if (Fault::current && Fault::hits(#function)) return Fault::current->result;               \
         return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, #function))(a, b, c, d);              \
     }
 

@@ -3,23 +3,23 @@
 #ifndef ZQPLATFORM_TESTS_PROCESS_H
 #define ZQPLATFORM_TESTS_PROCESS_H
 
+#include <cstdio>
 #include <cstdlib>
-#include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <sstream>
+#include <iterator>
+#include <optional>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 inline std::string readFile(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << file.rdbuf();
-    return bytes.str();
+    return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 inline void writeFile(const std::string& path, const std::string& bytes)
@@ -45,15 +45,12 @@ public:
     std::string path;
 };
 
-// Collects what goes to a descriptor until text() is called or the scope ends.
+// Collects what goes to a descriptor until text() is called, once.
 class CaptureFd {
 public:
-    explicit CaptureFd(int fd) : _fd(fd), _saved(::dup(fd))
+    explicit CaptureFd(int fd) : _fd(fd), _saved(::dup(fd)), _file(::tmpfile())
     {
-        char name[] = "/tmp/zqcapture_XXXXXX";
-        _file = ::mkstemp(name);
-        ::unlink(name);
-        ::dup2(_file, _fd);
+        ::dup2(::fileno(_file), _fd);
     }
     ~CaptureFd() { restore(); }
     CaptureFd(const CaptureFd&) = delete;
@@ -61,24 +58,22 @@ public:
 
     std::string text()
     {
+        std::string all(static_cast<std::size_t>(::lseek(_fd, 0, SEEK_END)), 0);
+        EXPECT_EQ(::pread(_fd, all.data(), all.size(), 0), static_cast<ssize_t>(all.size()));
         restore();
-        std::string all(static_cast<std::size_t>(::lseek(_file, 0, SEEK_END)), '\0');
-        EXPECT_EQ(::pread(_file, all.data(), all.size(), 0), static_cast<ssize_t>(all.size()));
-        ::close(_file);
-        _file = -1;
         return all;
     }
 
 private:
     void restore()
     {
-        if (_saved == -1)
-            return;
+        if (!_file) return;
         ::dup2(_saved, _fd);
         ::close(_saved);
-        _saved = -1;
+        std::fclose(std::exchange(_file, nullptr));
     }
-    int _fd, _saved, _file;
+    int _fd, _saved;
+    FILE* _file;
 };
 
 struct CaptureErr : CaptureFd {
@@ -90,27 +85,17 @@ class ScopedEnv {
 public:
     ScopedEnv(const char* name, const char* value) : _name(name)
     {
-        if (const char* old = std::getenv(name)) {
-            _had = true;
-            _old = old;
-        }
+        if (const char* old = std::getenv(name)) _old = old;
         assign(value);
     }
-    ~ScopedEnv() { assign(_had ? _old.c_str() : nullptr); }
+    ~ScopedEnv() { assign(_old ? _old->c_str() : nullptr); }
     ScopedEnv(const ScopedEnv&) = delete;
     ScopedEnv& operator=(const ScopedEnv&) = delete;
 
 private:
-    void assign(const char* value)
-    {
-        if (value)
-            ::setenv(_name, value, 1);
-        else
-            ::unsetenv(_name);
-    }
+    void assign(const char* value) { value ? ::setenv(_name, value, 1) : ::unsetenv(_name); }
     const char* _name;
-    bool _had = false;
-    std::string _old;
+    std::optional<std::string> _old;
 };
 
 struct ChildResult {
@@ -134,14 +119,9 @@ template <class Body> ChildResult runChild(Body body)
 }
 
 // How many descriptors the process has open.
-inline int openDescriptors()
+inline long openDescriptors()
 {
-    int count = 0;
-    DIR* dir = ::opendir("/proc/self/fd");
-    while (::readdir(dir))
-        ++count;
-    ::closedir(dir);
-    return count;
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
 #endif
