@@ -3,6 +3,7 @@
 #ifndef ZQPLATFORM_ZQPLATFORM_H
 #define ZQPLATFORM_ZQPLATFORM_H
 
+#include "gzstream_common.h"
 #include "gzstream_zlib.h"
 #include "zqlimitedstack.h"
 #include "zqmemory.h"
