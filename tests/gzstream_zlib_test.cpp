@@ -66,24 +66,21 @@ TEST(GzipInput, IsAnInputStreamOverMembersAndPlainData)
         memberOf(bytes.substr(0, 70000)) + memberOf("") + memberOf(bytes.substr(70000));
     checkInput([&] { return gzipOver(joined); }, bytes, true);
     checkInput([&] { return gzipOver(bytes); }, bytes, true);
-    checkInput(
-        [&] {
-            return std::make_unique<zqigzstream>(
-                new ChunkSource({joined.substr(0, 1), joined.substr(1, 9), joined.substr(10, 40000),
-                                 joined.substr(40010)}),
-                true);
-        },
-        bytes, false);
+    const std::vector<string> chunks = {joined.substr(0, 1), joined.substr(1, 40000),
+                                        joined.substr(40001)};
+    const auto pipe = [&] { return std::make_unique<zqigzstream>(new ChunkSource(chunks), true); };
+    checkInput(pipe, bytes, false);
 }
 
 TEST(GzipInput, ReadsEveryHeaderAndEndsAtBadOnes)
 {
     const string text = "some text", fixed("\x08\0\0\0\0\0\0\x03", 8), magic = "\x1F\x8B";
+    const string plain(chunkSize, 'p'), member = memberOf(text), rest = string(50000, 'r') + member;
+    const string chunk = memberOfSize(chunkSize - 1, text);  // its chunk has room for one byte
     const auto flagged = [&](char flags) { return magic + "\x08" + flags + string(6, 'x'); };
     const struct {
         const char* about;
-        string data;
-        string got;
+        string data, got;
     } rows[] = {
         {"no data", "", ""},
         {"one lone byte of the magic", "\x1F", ""},
@@ -95,27 +92,19 @@ TEST(GzipInput, ReadsEveryHeaderAndEndsAtBadOnes)
         {"all of them", withHeader(flagged(30) + string("\1\0en\0c\0zz", 9), text), text},
         {"unknown method", withHeader(magic + "\x07" + fixed.substr(1), text), ""},
         {"reserved flag", withHeader(flagged(32), text), ""},
-        {"a bad header behind a member", memberOf(text) + withHeader(flagged(64), text), text},
-        {"data behind a member", memberOf(text) + "rest", text + "rest"},
-        {"one lone byte of the magic behind a member", memberOf(text) + "\x1F", text},
-        {"a long rest that holds members, too",
-         memberOf(text) + string(50000, 'r') + memberOf(text),
-         text + string(50000, 'r') + memberOf(text)},
-        {"magic across two chunks, no header", memberOfSize(chunkSize - 1, text) + "\x1Fz",
-         text + "\x1Fz"},
-        {"magic across two chunks", memberOfSize(chunkSize - 1, text) + memberOf(text),
-         text + text},
-        {"plain data that ends with it in a new chunk", string(chunkSize, 'p') + "\x1F",
-         string(chunkSize, 'p') + "\x1F"},
-        {"a member in a later chunk of plain data", string(chunkSize, 'p') + memberOf(text),
-         string(chunkSize, 'p') + text},
+        {"a bad header behind a member", member + withHeader(flagged(64), text), text},
+        {"data behind a member", member + "rest", text + "rest"},
+        {"one lone byte of the magic behind a member", member + "\x1F", text},
+        {"a long rest that holds members, too", member + rest, text + rest},
+        {"magic across two chunks, no header", chunk + "\x1Fz", text + "\x1Fz"},
+        {"magic across two chunks", chunk + member, text + text},
+        {"plain data that ends with it in a new chunk", plain + "\x1F", plain + "\x1F"},
+        {"a member in a later chunk of plain data", plain + member, plain + text},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.about);
         const Decoded got = decode(row.data);
-        EXPECT_TRUE(got.bytes == row.got)
-            << got.bytes.size() << " bytes: " << got.bytes.substr(0, 60);
-        EXPECT_EQ(got.err, "");
+        EXPECT_TRUE(got.bytes == row.got && got.err.empty()) << got.bytes.size() << got.err;
     }
 }
 
@@ -181,27 +170,22 @@ TEST(GzipInput, SizesAndGoesBackWithoutLosingBytes)
 
 TEST(GzipInput, BeginsAnewWithEverySource)
 {
+    const string badHeader("\x1F\x8B\x07", 3);
     zqisstream bad, good, empty;
-    bad.set(string("\x1F\x8B\x07", 3));
+    bad.set(badHeader);
     good.set(memberOf("good"));
     zqigzstream gzip;
     string got;
     EXPECT_EQ(gzip.read(got), 0u);
-    EXPECT_TRUE(gzip.set(&bad, false));
-    EXPECT_EQ(gzip.read(got), 0u);
-    EXPECT_TRUE(gzip.set(&good, false));
-    EXPECT_EQ(gzip.read(got), 4u);
-    EXPECT_FALSE(gzip.set(&empty, false));
-    EXPECT_EQ(gzip.read(got), 0u);
+    EXPECT_TRUE(gzip.set(&bad, false) && gzip.read(got) == 0);
+    EXPECT_TRUE(gzip.set(&good, false) && gzip.read(got) == 4);
+    EXPECT_TRUE(!gzip.set(&empty, false) && gzip.read(got) == 0);
     empty.set(memberOf("late"));
     EXPECT_EQ(gzip.read(got), 4u);
-    good.set(string("\x1F\x8B\x07", 3));
-    EXPECT_TRUE(gzip.set(&good, false));
-    EXPECT_EQ(gzip.read(got), 0u);
-    good.set(memberOf("again"));
-    EXPECT_TRUE(gzip.set(&good, false));  // the same source, with new data
-    EXPECT_EQ(gzip.read(got), 5u);
-    EXPECT_TRUE(gzip.seek(1));
+    good.set(badHeader);
+    EXPECT_TRUE(gzip.set(&good, false) && gzip.read(got) == 0);
+    good.set(memberOf("again"));  // the same source, with new data
+    EXPECT_TRUE(gzip.set(&good, false) && gzip.read(got) == 5 && gzip.seek(1));
 }
 
 TEST(GzipInput, ReadsManyEmptyMembersOnASmallStack)
@@ -248,11 +232,9 @@ TEST(GzipOutput, WritesOneMemberWhenItIsFinished)
     for (std::size_t at = 0; at < bytes.size(); at += 1000)
         EXPECT_EQ(again.write(bytes.substr(at, 1000)), 1000u);
     EXPECT_EQ(again.size(), bytes.size());
-    const string before = owned->taken;
     again.clear();
     EXPECT_EQ(deleted, 1);
-    EXPECT_EQ(before.substr(0, 10), abc.substr(0, 10));
-    EXPECT_FALSE(again.set(&out, false) && again.write(bytes) != 0);  // one member in its life
+    EXPECT_EQ(again.set(&out, false) ? again.write(bytes) : 0, 0u);  // one member in its life
     EXPECT_TRUE(decode(memberOf(bytes)).bytes == bytes);
 }
 
