@@ -5,6 +5,7 @@
 
 #include "gzstream_common.h"
 #include "gzstream_zlib.h"
+#include "file.h"
 #include "zqlimitedstack.h"
 #include "zqmemory.h"
 #include "zqprocess.h"
