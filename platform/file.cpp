@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <dirent.h>
 #include <string_view>
 #include <sys/stat.h>
 
@@ -71,10 +69,6 @@ void assignCorrected(std::string& text, std::string_view part)
     text = part;
     std::replace(text.begin(), text.end(), WrongSeparator, RightSeparator);
 }
-
-struct CloseDirectory {
-    void operator()(DIR* directory) const { ::closedir(directory); }
-};
 
 bool isSelfOrParent(const char* name)
 {
@@ -284,13 +278,10 @@ bool ZQFile::IsNamedPipe() const
 std::vector<std::string> ZQFile::DirContents() const
 {
     std::vector<std::string> names;
-    const std::string path = IsDirectory() ? AbsPath() : DirPath();
-    const std::unique_ptr<DIR, CloseDirectory> directory(::opendir(path.c_str()));
-    if (!directory)
-        return names;
-    while (const dirent* entry = ::readdir(directory.get()))
-        if (!isSelfOrParent(entry->d_name))
-            names.emplace_back(entry->d_name);
+    ZQDirectoryScan entries(IsDirectory() ? AbsPath() : DirPath());
+    while (const char* name = entries.Next())
+        if (!isSelfOrParent(name))
+            names.emplace_back(name);
     return names;
 }
 
@@ -334,18 +325,6 @@ bool ZQFileIsWritable(const std::string& path)
 long ZQFileSize(const std::string& path)
 {
     return ZQFile(path).Size();
-}
-
-// ---- Deletion
-
-bool ZQFileDelete(const std::string& path)
-{
-    return ::remove(path.c_str()) == 0;
-}
-
-bool ZQFileDelete(ZQFile& file)
-{
-    return ZQFileDelete(file.AbsPath()) && file.Refresh();
 }
 
 }  // namespace ZQPlatform

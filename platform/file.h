@@ -1,4 +1,4 @@
-// Paths, and questions about files.
+// Paths, questions about files, temporary files, directories.
 //
 //   std::string dir, name;
 //   ZQFileDeterminePathAndName("data\\run/7.txt", dir, name);  // "data/run" and "7.txt"
@@ -7,8 +7,11 @@
 //   if (file.IsFile() && file.Size() > 0)  // one question to the platform, two answers
 //       ...
 //
-// A path is a string of bytes, without an encoding. Both '/' and '\' separate on the way in; only
-// '/' comes out. Failure travels in the results; nothing here prints, and nothing throws but
+//   std::string scratch;
+//   int fd = ZQFileTempDescriptor(scratch);  // "/tmp/ZQ_x3Fk9b", open, the caller's to remove
+//
+// A path is a string of bytes, without an encoding. Where a path is split, both '/' and '\'
+// separate, and only '/' comes out. Failure travels in the results, and nothing throws but
 // std::bad_alloc. The functions may be called from any thread; an object belongs to one thread at
 // a time.
 
@@ -49,8 +52,8 @@ ZQPLATFORM_EXPORT std::string ZQFileDeterminePath(const std::string& path);
 ZQPLATFORM_EXPORT void ZQFileDeterminePathAndName(const std::string& path, std::string& dir,
                                                   std::string& name);
 
-// The absolute path of an entry that exists, without links, "." and "..". Empty on failure, which
-// a result of more than 4095 bytes is, too.
+// The absolute path of an entry that exists, without links, "." and "..". Empty on failure, and
+// where that path has more than 4095 bytes.
 // A '~' at the start becomes the value of HOME, if that is set. Deliberate: whatever follows is
 // put right behind it, so "~x" is no other user's home. Backslashes stay what they are.
 ZQPLATFORM_EXPORT std::string ZQGetAbsolutePath(const std::string& path);
@@ -140,6 +143,101 @@ ZQPLATFORM_EXPORT long ZQFileSize(const std::string& path);
 ZQPLATFORM_EXPORT bool ZQFileDelete(const std::string& path);
 // Removes file.AbsPath(), and on success refreshes the object.
 ZQPLATFORM_EXPORT bool ZQFileDelete(ZQFile& file);
+
+// Makes an empty file with these permission bits, less those of the process's mask, unless the
+// entry exists already, which is then left alone. The result answers from what was found: it was
+// there, or it could not be made; what was made is asked anew, and is a refreshed ZQFile, so in
+// the root it has lost the root.
+ZQPLATFORM_EXPORT ZQFile ZQFileCreate(const std::string& path, int mode);
+
+// ---- Temporary files and directories
+
+// Where they are made: the value of TMPDIR if ZQFileExists finds it (so not "/"), else "/tmp" if
+// it is there, else empty. Decided at the first need in the process, and kept from then on.
+ZQPLATFORM_EXPORT std::string ZQFileTempPath();
+
+// Makes a file that nobody had before, open for reading and writing by its owner alone, and puts
+// its path into 'name': the directory above, '/' and "ZQ_" with six more characters. Returns its
+// descriptor, to be closed by the caller, who also removes the file. On failure prints "mkstemp
+// failed" with the error's text on standard error and returns -1; 'name' is of no use then.
+// Deliberate: the '/' is always added, so a directory that ends in one gives two, and an empty
+// one gives a file in the root.
+ZQPLATFORM_EXPORT int ZQFileTempDescriptor(std::string& name);
+
+// Makes a directory that nobody had before, for its owner alone, inside 'dir' or, if that is
+// empty, the directory above. Returns its path, to be removed by the caller. On failure prints
+// "mkdtemp failed" with the error's text on standard error and returns an empty string.
+// Deliberate: '/' is added only where there is none yet, and where no directory is known the new
+// one belongs to the current one.
+ZQPLATFORM_EXPORT std::string ZQFileTempDirectory(const std::string& dir = std::string());
+
+// Deprecated, as the first call in the process says on zqerr. A name made of the time in seconds
+// and one or two digits of std::rand(). It can be guessed and may be in use: no base for anything
+// that has to be safe.
+ZQPLATFORM_EXPORT std::string ZQFileRandomName();
+
+// ---- Directories, entry by entry
+//
+//   ZQDirectoryScan scan("data");
+//   while (const char* name = scan.Next())
+//       ...
+class ZQPLATFORM_EXPORT ZQDirectoryScan {
+public:
+    // Opens the directory; null: the current one. The boolean test tells whether that worked.
+    explicit ZQDirectoryScan(const char* path);
+    explicit ZQDirectoryScan(const std::string& path);
+    ~ZQDirectoryScan();
+
+    ZQDirectoryScan(const ZQDirectoryScan&) = delete;
+    ZQDirectoryScan& operator=(const ZQDirectoryScan&) = delete;
+
+    // The name of the next entry, "." and ".." included, in the platform's order; it is valid
+    // until the next call of Next() or Close(). Null, with the directory closed, at the end and
+    // on errors.
+    const char* Next();
+
+    // From now on there is nothing more to come. May be called again.
+    void Close();
+
+    // True while the directory is open.
+    operator bool() const;
+
+private:
+    struct Record;
+    std::unique_ptr<Record> _record;
+};
+
+// ---- Single calls of the platform: true on success, false for null. Paths are taken as they
+// stand.
+
+// Removes a name that is no directory's.
+ZQPLATFORM_EXPORT bool ZQUnlink(const char* path);
+// Replaces what is called 'to', as far as the platform allows.
+ZQPLATFORM_EXPORT bool ZQRenameFile(const char* from, const char* to);
+// Mode 0755, less the process's mask; makes no parents, and fails if the name is in use.
+ZQPLATFORM_EXPORT bool ZQCreateDirectory(const char* path);
+// Removes an empty directory.
+ZQPLATFORM_EXPORT bool ZQUnlinkDirectory(const char* path);
+
+inline bool ZQUnlink(const std::string& path)
+{
+    return ZQUnlink(path.c_str());
+}
+
+inline bool ZQRenameFile(const std::string& from, const std::string& to)
+{
+    return ZQRenameFile(from.c_str(), to.c_str());
+}
+
+inline bool ZQCreateDirectory(const std::string& path)
+{
+    return ZQCreateDirectory(path.c_str());
+}
+
+inline bool ZQUnlinkDirectory(const std::string& path)
+{
+    return ZQUnlinkDirectory(path.c_str());
+}
 
 }  // namespace ZQPlatform
 
