@@ -5,26 +5,20 @@ using namespace ZQPlatform;
 
 TEST(ProcessHelpers, ExpandTheHomeAndDropWhatAShellWouldRead)
 {
-    const struct {
-        const char *text, *home, *fileName, *command;
-    } rows[] = {
+    const char* const rows[][4] = {
+        // text, HOME, as a file name, as a command
         {nullptr, "/u", "", ""},
         {" \t\n\v\f\r", "/u", "", ""},
-        {"  ~/data/x.txt  more", "/home/u", "/home/u/data/x.txt", "~/data/x.txtmore"},
-        {"~", nullptr, ".", "~"},
-        {"~\fx", "", "", "~\fx"},
-        {"~/(x)", "/a b(c)", "/a b(c)/x", "~/x"},
+        {"  ~/data/(x)  more", "/a (b)", "/a (b)/data/x", "~/data/xmore"},
+        {"~\fx", nullptr, ".", "~\fx"},
         {"~root/f", "/u", "/root/f", "~root/f"},
         {"~no;such(user)/f;", "/u", "~no;such(user)/f", "~nosuchuser/f"},
-        {"a~(b);$c*", "/u", "a~b$c*", "a~b$c*"},
-        {"rm -rf; ls\r| wc", "/u", "rm", "rm-rfls\rwc"},
+        {"a\"&'();<>[]{|}$`*?\\~", "/u", "a$`*?\\~", "a$`*?\\~"},
+        {"rm -rf; ls\r| \t\nwc", "/u", "rm", "rm-rfls\rwc"},
     };
-    for (const auto& row : rows) {
-        ScopedEnv home("HOME", row.home);
-        EXPECT_EQ(ZQProcessFileName(row.text), row.fileName);
-        EXPECT_EQ(ZQProcessSystemCommand(row.text), row.command);
+    for (const auto& [text, home, fileName, command] : rows) {
+        ScopedEnv variable("HOME", home);
+        EXPECT_EQ(ZQProcessFileName(text), fileName);
+        EXPECT_EQ(ZQProcessSystemCommand(text), command);
     }
-    std::string all = "x";
-    for (char c = 0; ++c != 0;) all += c;
-    EXPECT_EQ(ZQProcessSystemCommand(all.c_str()).size(), all.size() - 16);
 }

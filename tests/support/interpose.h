@@ -34,4 +34,6 @@ struct Fault {
         return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, #function))(a, b, c, d);              \
     }
 
+#define ZQ_INTERPOSE4(a, b, c, d) ZQ_INTERPOSE(a) ZQ_INTERPOSE(b) ZQ_INTERPOSE(c) ZQ_INTERPOSE(d)
+
 #endif
