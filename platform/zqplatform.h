@@ -3,9 +3,10 @@
 #ifndef ZQPLATFORM_ZQPLATFORM_H
 #define ZQPLATFORM_ZQPLATFORM_H
 
+#include "file.h"
 #include "gzstream_common.h"
 #include "gzstream_zlib.h"
-#include "file.h"
+#include "hostinfo_common.h"
 #include "zqlimitedstack.h"
 #include "zqmemory.h"
 #include "zqprocess.h"
@@ -16,6 +17,7 @@
 #include "zqstreammanager.h"
 #include "zqthread.h"
 #include "zqtime.h"
+#include "zquserinfo.h"
 #include "zqversions.h"
 
 #endif
