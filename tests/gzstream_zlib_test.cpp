@@ -191,7 +191,8 @@ TEST(GzipInput, BeginsAnewWithEverySource)
 TEST(GzipInput, ReadsManyEmptyMembersOnASmallStack)
 {
     string data;
-    for (int i = 0; i < 20000; ++i) data += memberOf("");
+    const string empty = memberOf("");
+    for (int i = 0; i < 20000; ++i) data += empty;
     data += memberOf("end");
     struct Reader : ZQThread {
         void* Run(void* arg) override
