@@ -3,10 +3,13 @@
 #ifndef ZQPLATFORM_ZQPLATFORM_H
 #define ZQPLATFORM_ZQPLATFORM_H
 
+#include "binary_io.h"
 #include "file.h"
 #include "gzstream_common.h"
 #include "gzstream_zlib.h"
 #include "hostinfo_common.h"
+#include "zq_binary_dump.h"
+#include "zqbyteorder.h"
 #include "zqlimitedstack.h"
 #include "zqmemory.h"
 #include "zqprocess.h"
