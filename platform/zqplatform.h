@@ -10,6 +10,8 @@
 #include "hostinfo_common.h"
 #include "zq_binary_dump.h"
 #include "zqbyteorder.h"
+#include "zqhalffloat.h"
+#include "zqisnan.h"
 #include "zqlimitedstack.h"
 #include "zqmemory.h"
 #include "zqprocess.h"
