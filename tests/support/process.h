@@ -50,6 +50,7 @@ class CaptureFd {
 public:
     explicit CaptureFd(int fd) : _fd(fd), _saved(::dup(fd)), _file(::tmpfile())
     {
+        std::fflush(nullptr);  // what was printed before goes where it was meant to go
         ::dup2(::fileno(_file), _fd);
     }
     ~CaptureFd() { restore(); }
