@@ -24,6 +24,13 @@ TEST(BufferCompression, GivesTheBytesBack)
     EXPECT_EQ(hex(packed), "1F 8B 08 00 00 00 00 00 00 03 03 00 00 00 00 00 00 00 00 00");
     EXPECT_TRUE(ZQUncompress(got, "plain text", "gz"));
     EXPECT_EQ(got, "plain text");
+    for (const char* method : {"gz", "zstd"}) {  // files of an earlier build
+        const string name =
+            string(ZQPLATFORM_TEST_DATA "/text.") + (method[0] == 'g' ? "gz" : "zst");
+        got.clear();
+        EXPECT_TRUE(ZQUncompress(got, readFile(name), method));
+        EXPECT_EQ(got, "hello hello hello hello\n");
+    }
 }
 
 TEST(BufferCompression, RefusesOtherMethods)
