@@ -352,7 +352,7 @@ bool zqigzstream::fillChunk()
     if (gz.at_eof && !holdsPlainData(gz))
         return false;
 
-    _offset += _ptr - _buf;
+    moveOffset(_ptr - _buf);
     _ptr = _end = _buf;
     while (gz.zerr == Z_OK) {
         const bool starved = gz.zstream.avail_in == 0 && (stream->eof() || !readChunk(gz, stream));
@@ -410,7 +410,7 @@ zqsize_t zqigzstream::_zqsize()
     do
         _ptr = _end;
     while (zqigzstream::_zqfill());
-    _offset += _end - _buf;
+    moveOffset(_end - _buf);
     _ptr = _end = _buf;
     _size = static_cast<zqsize_t>(_offset);
     _sizeknown = true;
@@ -563,11 +563,13 @@ bool zqogzstream::compressBuffer()
 
 bool zqogzstream::_zqflush()
 {
-    if (!stream || !_gz || (!_gz->header_ok && !startMember()) || !_gz->initialised)
+    if (!stream || !_gz)
+        return refuseFlush();
+    if ((!_gz->header_ok && !startMember()) || !_gz->initialised)
         return false;
     if (_ptr != _end && !finishing)
         return true;
-    _offset += _ptr - _buf;
+    moveOffset(_ptr - _buf);
     if (_ptr == _buf || !compressBuffer()) {
         _ptr = _end;
         _eof = true;

@@ -217,8 +217,9 @@ double parseFloating(const char* first, const char* last)
 
     double magnitude = 0;
     const auto result = std::from_chars(number.digits, number.end, magnitude);
-    // Only strtod tells by errno which results below the normal range are out of range.
-    if (result.ec != std::errc() || magnitude < std::numeric_limits<double>::min())
+    // Only strtod tells by errno which results below the normal range, or rounded up to its
+    // start, are out of range.
+    if (result.ec != std::errc() || magnitude <= std::numeric_limits<double>::min())
         return parseFloatingByLibrary(first, last);
     return number.negative ? -magnitude : magnitude;
 }

@@ -59,7 +59,7 @@ void zqisstream::releaseBlock()
 // Sets the block of 'other' and stands in it where 'other' stands.
 void zqisstream::copyBlock(const zqisstream& other)
 {
-    if (other._size == 0 && other.hasBlock()) {
+    if (other._size == 0 && other.readsBlock()) {
         // Caller memory of open(data, len): its length is known by its end alone.
         clear();
         _begin = other._begin;
@@ -102,7 +102,7 @@ bool zqisstream::set(const std::string& s)
 bool zqisstream::getbuffer(std::string& out) const
 {
     out.clear();
-    if (!hasBlock())
+    if (!readsBlock())
         return true;
     out.assign(reinterpret_cast<const char*>(_begin), static_cast<zqsize_t>(_end - _begin));
     return _begin != _end;
@@ -110,7 +110,7 @@ bool zqisstream::getbuffer(std::string& out) const
 
 bool zqisstream::reset()
 {
-    if (!hasBlock())
+    if (!readsBlock())
         return false;
     _ptr = _begin;
     _end = _begin + _size;
@@ -130,7 +130,7 @@ void zqisstream::clear()
 
 long zqisstream::_zqtell() const
 {
-    return _begin ? _ptr - _begin : _ptr - _end + static_cast<long>(_size);
+    return readsBlock() ? _ptr - _begin : _ptr - _end + static_cast<long>(_size);
 }
 
 bool zqisstream::_zqclose()
@@ -234,7 +234,7 @@ bool zqosstream::_zqflush()
     }
     const std::ptrdiff_t pending = _ptr - _begin;
     _text.append(reinterpret_cast<const char*>(_begin), static_cast<zqsize_t>(pending));
-    _offset += pending;
+    moveOffset(pending);
     _ptr = _begin;
     return true;
 }

@@ -71,6 +71,8 @@ protected:
 
 private:
     bool hasBlock() const { return _begin && _begin != _buf; }
+    // The span is the block, as it is unless a stream of another class was assigned.
+    bool readsBlock() const { return hasBlock() && spanStart() == _begin; }
     void releaseBlock();
     void copyBlock(const zqisstream& other);
 };

@@ -16,14 +16,15 @@ class StackBlock {
 public:
     static constexpr unsigned long capacity = 4096;  // the most that goes on the stack
 
-    // A block of 'bytes' usable bytes. Throws std::bad_alloc where there is no such block.
+    // A block of 'bytes' usable bytes, and one for the NUL that even a reader with no room
+    // writes. Throws std::bad_alloc where there is no such block.
     explicit StackBlock(unsigned long bytes)
     {
         const unsigned long total = bytes + headerSize;
-        if (total < headerSize)
+        if (total + 1 < bytes)
             throw std::bad_alloc();
         const bool onStack = total <= ZQGetAllocaThreshold();
-        _block = onStack ? _frame : static_cast<char*>(::operator new(total));
+        _block = onStack ? _frame : static_cast<char*>(::operator new(total + 1));
         const unsigned int tag = onStack ? stackTag : heapTag;
         std::memcpy(_block, &tag, sizeof tag);
     }
@@ -46,7 +47,7 @@ private:
     static constexpr unsigned int stackTag = 0xCCCC;
     static constexpr unsigned int heapTag = 0xDDDD;
 
-    alignas(16) char _frame[capacity];
+    alignas(16) char _frame[capacity + 1];
     char* _block;
 };
 

@@ -4,6 +4,19 @@
 
 namespace ZQPlatform {
 
+namespace {
+
+// A standard object may have been told to throw; here its state, or its count, tells all.
+template <class Call> void quietly(Call call)
+{
+    try {
+        call();
+    } catch (const std::ios_base::failure&) {
+    }
+}
+
+}  // namespace
+
 // ---- zqistdstream
 
 zqistdstream::zqistdstream() : _stream(nullptr), _owns(false) {}
@@ -56,13 +69,13 @@ bool zqistdstream::_zqfill()
             _eof = true;  // caller memory was read out
         return false;
     }
-    _stream->read(reinterpret_cast<char*>(_buf), ZQ_STREAM_BUFSIZE);
+    quietly([this] { _stream->read(reinterpret_cast<char*>(_buf), ZQ_STREAM_BUFSIZE); });
     const std::streamsize got = _stream->gcount();
     if (got < 1) {
         clear();
         return false;
     }
-    _offset += static_cast<unsigned int>(_ptr - _buf);
+    moveOffset(static_cast<unsigned int>(_ptr - _buf));
     _ptr = _buf;
     _end = _buf + got;
     return true;
@@ -72,7 +85,7 @@ bool zqistdstream::_zqseek(long pos)
 {
     if (!_stream)
         return false;
-    _stream->seekg(pos, std::ios_base::beg);
+    quietly([this, pos] { _stream->seekg(pos, std::ios_base::beg); });
     _offset = pos;
     return _zqfill();
 }
@@ -132,7 +145,7 @@ bool zqostdstream::set(std::ostream* s, bool owns)
 void zqostdstream::clear()
 {
     if (_stream)
-        _stream->flush();
+        quietly([this] { _stream->flush(); });
     letGo();
     _zqclear();
     _offset = 0;
@@ -145,10 +158,12 @@ void zqostdstream::clear()
 bool zqostdstream::_zqflush()
 {
     if (!_stream || _begin == _end)
-        return false;
+        return refuseFlush();
     const auto pending = static_cast<unsigned int>(_ptr - _buf);
-    _stream->write(reinterpret_cast<const char*>(_buf), pending);
-    _stream->flush();
+    quietly([this, pending] {
+        _stream->write(reinterpret_cast<const char*>(_buf), pending);
+        _stream->flush();
+    });
     _offset = pending;
     _ptr = _buf;
     return true;
@@ -159,7 +174,7 @@ bool zqostdstream::_zqseek(long pos)
     if (!_stream)
         return false;
     _zqflush();  // result ignored: false either way
-    _stream->seekp(pos, std::ios_base::beg);
+    quietly([this, pos] { _stream->seekp(pos, std::ios_base::beg); });
     if (!_stream->fail())
         _offset = pos;
     return false;

@@ -5,7 +5,7 @@
 //   out << 42 << zqendl;
 //
 // Errors of the standard object while writing are not detected; while reading they end the data.
-// Exceptions that it was told to throw pass through. One thread uses an adaptor at a time.
+// Nothing is thrown, even if the object was told to throw. One thread uses an adaptor at a time.
 
 #ifndef ZQPLATFORM_ZQSTDSTREAM_H
 #define ZQPLATFORM_ZQSTDSTREAM_H

@@ -107,7 +107,7 @@ bool zqifstream::_zqfill()
         _eof = true;
         return false;
     }
-    _offset += _ptr - _buf;
+    moveOffset(_ptr - _buf);
     _ptr = _buf;
     _end = _buf + got;
     return true;
@@ -240,7 +240,7 @@ void zqofstream::_zqclose()
 bool zqofstream::_zqflush()
 {
     if (fd == -1)
-        return false;
+        return refuseFlush();
     const std::ptrdiff_t pending = _ptr - _buf;
     if (pending == 0)
         return !_eof;
@@ -248,7 +248,7 @@ bool zqofstream::_zqflush()
         [this, pending] { return ::write(fd, _buf, static_cast<std::size_t>(pending)); });
     if (written != pending)
         _eof = true;
-    _offset += pending;
+    moveOffset(pending);
     _ptr = _buf;
     return !_eof;
 }
@@ -336,7 +336,7 @@ bool zqiwrapperstream::_zqfill()
         _eof = true;
         return false;
     }
-    _offset += _ptr - _buf;
+    moveOffset(_ptr - _buf);
     _ptr = _buf;
     _end = _buf + got;
     return true;
@@ -417,12 +417,12 @@ void zqowrapperstream::clear()
 bool zqowrapperstream::_zqflush()
 {
     if (!stream)
-        return false;
+        return refuseFlush();
     const std::ptrdiff_t pending = _ptr - _buf;
     stream->write(_buf, static_cast<zqsize_t>(pending));
     const bool flushed = stream->flush();
     _ptr = _buf;
-    _offset += pending;
+    moveOffset(pending);
     return flushed;
 }
 
@@ -498,7 +498,7 @@ bool zqmultiostream::_zqflush()
         flushed = stream->flush() && flushed;
     }
     _ptr = _begin;
-    _offset += pending;
+    moveOffset(pending);
     return flushed;
 }
 

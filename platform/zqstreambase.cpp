@@ -10,6 +10,7 @@
 #include <charconv>
 #include <memory>
 #include <type_traits>
+#include <typeinfo>
 
 // The C library's own report of a failed assertion. <cassert> declares it in debug builds only,
 // and the assertions here stop the process in every build.
@@ -74,8 +75,15 @@ zqstream::zqstream(const zqstream& other) : _begin(_buf)
 
 zqstream& zqstream::operator=(const zqstream& other)
 {
-    if (this != &other)
-        copyFrom(other);
+    if (this == &other)
+        return *this;
+    unsigned char* const begin = _begin;
+    copyFrom(other);
+    // Another class may own what it reads, or hand on its own buffer only.
+    if (_ptr == other._ptr && typeid(*this) != typeid(other)) {
+        _begin = begin;
+        _ptr = _end = _buf;
+    }
     return *this;
 }
 
@@ -132,7 +140,7 @@ zqsize_t zqstream::_zqsize()
 
 long zqstream::_zqtell() const
 {
-    return _ptr - spanStart() + _offset;
+    return static_cast<long>(zqsize_t(_offset) + distance(spanStart(), _ptr));
 }
 
 // ---- zqistream: attaching, blocks
@@ -317,7 +325,7 @@ bool zqistream::getline(char* buffer, zqsize_t max)
 
 bool zqistream::getline(std::string& line, zqsize_t max)
 {
-    StackBlock block(std::max(max, zqsize_t(1)));  // max 0 writes a NUL, too
+    StackBlock block(max);
     const bool result = getline(block.data(), max);
     if (result)
         line = block.data();
@@ -589,6 +597,13 @@ void zqostream::resetClosed()
     _sizeknown = false;
     _ptr = _end = _buf;
     _eof = true;
+}
+
+bool zqostream::refuseFlush()
+{
+    if (spanStart() != _buf && _ptr == _end)
+        _eof = true;
+    return false;
 }
 
 bool zqostream::open(const char* name)

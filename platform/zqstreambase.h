@@ -83,9 +83,12 @@ public:
     // An empty span on the own buffer, with _eof set.
     zqstream();
     // Copies the state and all of the buffer; the copy's span lies in its own buffer. A stream
-    // that stands in caller memory is copied as a second reader or writer of that memory.
+    // that stands in caller memory is copied as a second reader or writer of that memory, which
+    // has to outlive the copy.
     zqstream(const zqstream& other);
     // The same, but _begin stays as it is (unless the other stands in caller memory).
+    // For streams of one class: one of another class that stands in caller memory leaves this one
+    // with an empty span.
     zqstream& operator=(const zqstream& other);
 
     // Position of the next byte to read or to write, in bytes.
@@ -128,6 +131,12 @@ protected:
     // Where the span really starts. After close(), and in some copies, _begin still names memory
     // that is not the stream's any more; _ptr never does, so _ptr decides.
     unsigned char* spanStart() const;
+
+    // Moves _offset on by 'n' bytes, as fills and flushes do; positions wrap at 2^63.
+    void moveOffset(std::ptrdiff_t n)
+    {
+        _offset = static_cast<long>(zqsize_t(_offset) + zqsize_t(n));
+    }
 
 private:
     // The stream manager looks at the first bytes of a stream that it did not make.
@@ -246,8 +255,9 @@ public:
     // A line ends at a line feed, at a carriage return with all carriage returns and at most
     // one line feed that follow, or where the data ends. False if there was nothing to read.
     //
-    // With 'max': at most max - 1 characters and a NUL are stored, and what a longer line has
-    // left is lost. max 0 writes one NUL and is false.
+    // With 'max', the size of the buffer: at most max - 1 characters and a NUL are stored, and
+    // what a longer line has left is lost. max 0 writes one NUL and is false; a buffer that would
+    // reach behind the end of the address space stops the process.
     bool getline(char* buffer, zqsize_t max);
     bool getline(unsigned char* buffer, zqsize_t max)
     {
@@ -406,6 +416,11 @@ public:
         return write(s.data(), n < s.size() ? n : s.size());
     }
     zqsize_t write(std::nullptr_t, zqsize_t) { return 0; }
+
+protected:
+    // For a _zqflush() that has nowhere to hand bytes to: false, and the end of the stream where
+    // caller memory is full.
+    bool refuseFlush();
 
 private:
     // Room for one byte at least: flushes a full span.
