@@ -205,10 +205,10 @@ void gzi_clear(gz_stream& gz)
     gz.header_ok = false;
 }
 
+// As new, but for an inflater that is still to be ended.
 void resetRecord(gz_stream& gz)
 {
-    endOrphan(gz);
-    gz.zstream = {};
+    gz.zstream.avail_in = gz.zstream.avail_out = 0;
     gz.zstream.next_in = gz.in_buffer;
     gz.zstream.next_out = gz.out_buffer;
     gz.crc = ::crc32(0, nullptr, 0);
@@ -232,6 +232,8 @@ bool gzi_init(zqistream* source, gz_stream& gz)
     if (!source || source->eof())
         return false;
     const bool wasPlain = gz.transparent != 0;
+    endOrphan(gz);
+    gz.zstream = {};
     resetRecord(gz);
     if (!readChunk(gz, source))
         return false;
@@ -325,9 +327,16 @@ void zqigzstream::_zqclear()
 
 bool zqigzstream::_zqset(zqistream*)
 {
+    if (!_gz || !(_gz->ended || (_gz->at_eof && !holdsPlainData(*_gz))))
+        return true;
     // The same source again, with new data after it had ended.
-    if (_gz && _gz->ended)
-        zqigzstream::_zqclear();
+    zqigzstream::_zqclear();
+    if (_ptr == _end) {
+        _ptr = _end = _buf;
+        _offset = 0;
+    }
+    _size = 0;
+    _sizeknown = false;
     return true;
 }
 
@@ -356,7 +365,7 @@ bool zqigzstream::fillChunk()
     _ptr = _end = _buf;
     while (gz.zerr == Z_OK) {
         const bool starved = gz.zstream.avail_in == 0 && (stream->eof() || !readChunk(gz, stream));
-        if (starved && !gz.header_ok)
+        if (starved && (gz.transparent || !gz.header_ok))
             return false;
         gz.zstream.next_out = gz.out_buffer;
         gz.zstream.avail_out = chunkSize;
@@ -369,7 +378,7 @@ bool zqigzstream::fillChunk()
             _eof = false;
             return true;
         }
-        if (gz.at_eof || gz.transparent)
+        if (gz.at_eof && !holdsPlainData(gz))
             return false;
     }
     return false;
@@ -379,7 +388,8 @@ bool zqigzstream::_zqseek(long pos)
 {
     if (!stream || !_gz || pos < 0)
         return false;
-    if (pos < _offset) {
+    const bool hasBadStart = _offset == 0 && _end == _buf && _gz->zerr < 0;
+    if (pos < _offset || hasBadStart) {
         if (!stream->seek(0))
             return false;
         zqigzstream::_zqclear();
@@ -403,7 +413,7 @@ zqsize_t zqigzstream::_zqsize()
     if (!stream || !_gz)
         return 0;
     gz_stream& gz = *_gz;
-    if (!gz.header_ok && (gz.zerr != Z_OK || holdsPlainData(gz) || !gzi_init(stream, gz)))
+    if (!gz.header_ok && (gz.zerr != Z_OK || gz.transparent || !gzi_init(stream, gz)))
         return 0;
 
     const long position = _zqtell();

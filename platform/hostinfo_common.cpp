@@ -72,7 +72,7 @@ void ZQInitDomainName()
     if (askForName(::gethostname, domainName) && ZQSplitDomainName(domainName, domainName))
         return;
     const hostent* entry = ::gethostbyname(domainName);
-    if (entry && ZQSplitDomainName(domainName, entry->h_name))
+    if (entry && entry->h_name && ZQSplitDomainName(domainName, entry->h_name))
         return;
     domainName[0] = '\0';
 }

@@ -10,6 +10,7 @@ void ZQGetProcessMemUsage(unsigned long& virtualKiB, unsigned long& residentKiB)
 {
     virtualKiB = residentKiB = 0;
     std::ifstream stat("/proc/self/stat");
+    stat.imbue(std::locale::classic());
     std::string skipped;
     constexpr int fieldsBefore = 22;  // the process id up to the start time
     for (int i = 0; i < fieldsBefore; ++i)

@@ -242,8 +242,6 @@ bool zqofstream::_zqflush()
     if (fd == -1)
         return refuseFlush();
     const std::ptrdiff_t pending = _ptr - _buf;
-    if (pending == 0)
-        return !_eof;
     const ssize_t written = repeatInterrupted(
         [this, pending] { return ::write(fd, _buf, static_cast<std::size_t>(pending)); });
     if (written != pending)

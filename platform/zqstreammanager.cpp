@@ -107,7 +107,7 @@ template <class Wrapper, class Stream> std::unique_ptr<Wrapper> borrow(Stream& s
 void ZQStreamManager::putBack(zqistream& stream, unsigned char byte, long offset)
 {
     const auto unread = static_cast<zqsize_t>(stream._end - stream._ptr);
-    if (unread == ZQ_STREAM_BUFSIZE)
+    if (unread >= ZQ_STREAM_BUFSIZE)
         return;
     std::memmove(stream._buf + 1, stream._ptr, unread);
     stream._buf[0] = byte;
@@ -127,7 +127,7 @@ bool ZQStreamManager::beginsLikeGzip(zqistream& stream)
         stream.seek(0);  // result ignored: the bytes are still in the span
         return matches;
     }
-    const long offset = stream._offset;
+    const long offset = stream._offset + (stream._ptr - stream.spanStart());
     ++stream._ptr;
     const bool matches = stream.more() && *stream._ptr == gzipMagic[1];
     if (!stream.seek(0))

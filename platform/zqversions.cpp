@@ -36,8 +36,9 @@ void ZQGetVersions(zqostream& out)
         out << "Build ID: " << BUILD_ID << zqendl << zqendl;
 
     std::vector<std::pair<std::string, std::string>> entries;  // group, line
-    for (const VersionFunction function : registry()) {
-        const ZQVersion component = function();
+    const std::size_t count = registry().size();  // those that register meanwhile come next time
+    for (std::size_t i = 0; i < count; ++i) {
+        const ZQVersion component = registry()[i]();
         entries.emplace_back(component.group, component.name + " Version: " + component.version);
     }
     std::sort(entries.begin(), entries.end());

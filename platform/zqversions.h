@@ -26,7 +26,8 @@ struct ZQVersion {
 };
 
 // Adds a component for the rest of the process. 'function' may not be null. It is called at each
-// report, and may not register others then. Added twice, it is listed twice.
+// report; others that it registers then are listed by the next one. Added twice, it is listed
+// twice.
 ZQPLATFORM_EXPORT void ZQRegisterVersion(ZQVersion (*function)());
 
 // Writes the report, one line for each component, sorted by group and then by line, bytewise:
