@@ -490,8 +490,8 @@ zqsize_t ZQ_io_read_binary_compressed(zqistream& src, float* values, unsigned in
     if (width >= rawWidth)
         return ZQ_io_read_binary(src, bytesOf(values), rawSize, count);
     Range range;
-    const zqsize_t header = ZQ_io_read_binary(src, bytesOf(&range.max), rawSize, 1) +
-                            ZQ_io_read_binary(src, bytesOf(&range.min), rawSize, 1);
+    zqsize_t header = ZQ_io_read_binary(src, bytesOf(&range.max), rawSize, 1);
+    header += ZQ_io_read_binary(src, bytesOf(&range.min), rawSize, 1);
     const zqsize_t length = packedLength(width, count);
     readImage(src, length, [&](const unsigned char* image) {
         unpackFloats(image, values, width, count, range);

@@ -73,9 +73,10 @@ ZQPLATFORM_EXPORT zqsize_t ZQ_io_read_binary(zqistream& src, std::string& s);
 // and reads back as zeros. From width 32 on the image is an array of 4-byte numbers as above.
 // The image holds neither width nor count: the caller stores them.
 //
-// Deliberate: values are not cut to the width. A value that does not fit spoils the bits of the
-// next one, up to the end of the byte in which its own top bit lies (not at all for widths 8, 16
-// and 24). A width from ZQ_io_util_calc_NumBits() fits.
+// Deliberate: values are not cut to the width. A value that does not fit is written as whole
+// bytes, as many as hold the width, up to the end of the byte in which the next value begins, and
+// spoils the values that lie there (none for widths 8, 16 and 24). A width from
+// ZQ_io_util_calc_NumBits() fits.
 //
 // count * width is a 32-bit number. Where it wraps, the image has the length that the wrapped
 // number gives: values that lie behind it are not written, and are read as 0.
@@ -110,8 +111,9 @@ ZQPLATFORM_EXPORT zqsize_t ZQ_io_read_binary_compressed(zqistream& src, unsigned
 // itself, so images and values are the same bit for bit everywhere. From width 32 on the image is
 // an array of 4-byte numbers, and nothing is lost.
 //
-// Width 0 is for no use: every value reads back as NaN. In a constant array every q is 0, and it
-// reads back as it was, but for -0, which becomes +0. NaN is never taken into the range, unless
+// Width 0 is for no use: every value reads back as NaN, and so does an array whose range is no
+// finite float. In a constant array every q is 0, and it reads back as it was, but for -0, which
+// becomes +0. NaN is never taken into the range, unless
 // it comes first: then every q is 0.
 // Deliberate: q is not limited to 2^width - 1. From width 22 on, the largest values of an array
 // may be rounded to 2^width, which spills like any integer that does not fit.

@@ -4,10 +4,11 @@
 //   if (ZQCompress(packed, bytes, "zstd") && ZQUncompress(text, packed, "zstd")) ...
 //
 // Method names are compared exactly. Every function may be called from any thread. A thread's
-// first call, whatever its method, creates the thread's two zstd contexts as far as it needs
-// them; they stay until the process ends, some megabytes for a thread that compresses with zstd,
-// and fewer for one that uncompresses. Nothing is thrown but std::bad_alloc; the gzip streams
-// print zlib's errors on zqerr.
+// first ZQCompress creates its context for compressing with zstd, its first ZQUncompress the other
+// one, whatever the method; they stay until the process ends. The first takes about 9 MB once it
+// is used. The other takes 3 MB for what ZQCompress writes, and as much as a frame's header asks
+// for elsewhere, 128 MiB at most. Nothing is thrown but std::bad_alloc; the gzip streams print
+// zlib's errors on zqerr.
 
 #ifndef ZQPLATFORM_GZSTREAM_COMMON_H
 #define ZQPLATFORM_GZSTREAM_COMMON_H
@@ -31,7 +32,7 @@ ZQPLATFORM_EXPORT bool ZQCompress(std::string& out, const std::string& data, con
 //
 // "gz": always true. Plain bytes come back as they are, and damaged ones end the data early.
 // "zstd": false for damaged data; the bytes before the damage are in 'out'. Deliberate: a frame
-// that is cut is no error, and the thread's next call continues it.
+// that is cut, or looks cut by its damage, is no error, and the thread's next call continues it.
 ZQPLATFORM_EXPORT bool ZQUncompress(std::string& out, const char* data, std::size_t length,
                                     const char* method);
 ZQPLATFORM_EXPORT bool ZQUncompress(std::string& out, const std::string& data, const char* method);

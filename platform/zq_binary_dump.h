@@ -39,8 +39,8 @@ public:
 // Writes the size and the body. Failure is told by the state of the stream.
 ZQPLATFORM_EXPORT zqostream& operator<<(zqostream& out, const ZQBinaryIO& obj);
 
-// Reads the size and the body. If the two do not agree, two lines on zqerr say so; the size counts
-// as 0 where the stream ends before it. Deliberate: nothing is skipped and nothing is taken back,
+// Reads the size and the body. If the two do not agree, two lines on zqerr say so; bytes of the
+// size that the stream does not deliver count as 0. Deliberate: nothing is skipped and nothing is taken back,
 // the stream stays where Read() left it.
 ZQPLATFORM_EXPORT zqistream& operator>>(zqistream& in, ZQBinaryIO& obj);
 
