@@ -40,8 +40,8 @@ public:
 ZQPLATFORM_EXPORT zqostream& operator<<(zqostream& out, const ZQBinaryIO& obj);
 
 // Reads the size and the body. If the two do not agree, two lines on zqerr say so; bytes of the
-// size that the stream does not deliver count as 0. Deliberate: nothing is skipped and nothing is taken back,
-// the stream stays where Read() left it.
+// size that the stream does not deliver count as 0. Deliberate: nothing is skipped and nothing is
+// taken back, the stream stays where Read() left it.
 ZQPLATFORM_EXPORT zqistream& operator>>(zqistream& in, ZQBinaryIO& obj);
 
 namespace ZQBinaryDump::ReturnCode {
