@@ -1,14 +1,11 @@
-#include "platform/zqplatform.h"
 #include "support/interpose.h"
-#include "support/process.h"
+#include "support/streams.h"
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <iostream>
 #include <netdb.h>
 #include <sys/utsname.h>
-
-using namespace ZQPlatform;
 
 ZQ_INTERPOSE(getpwuid)
 ZQ_INTERPOSE(sysconf)
@@ -17,15 +14,15 @@ ZQ_INTERPOSE(sysconf)
 static struct Machine {
     const char *host, *domain, *resolved;
     std::vector<const char*> addresses;  // null: an interface without one
-    std::string told;                    // host, domain, address, what the resolver was asked
+    string told;                         // host, domain, address, what the resolver was asked
 } machine;
-static std::string asked = "nobody";
+static string asked = "nobody";
 
-static int answer(const char* text, char* name, std::size_t size)
+static int answer(const char* text, char* name, size_t size)
 {
     return text ? (std::strncpy(name, text, size), 0) : -1;
 }
-extern "C" int gethostname(char* n, std::size_t s) noexcept { return answer(machine.host, n, s); }
+extern "C" int gethostname(char* n, size_t s) noexcept { return answer(machine.host, n, s); }
 extern "C" int getdomainname(char* n, size_t s) noexcept { return answer(machine.domain, n, s); }
 
 extern "C" hostent* gethostbyname(const char* name)
@@ -41,7 +38,7 @@ extern "C" int getifaddrs(ifaddrs** list) noexcept
     static ifaddrs entries[4];
     static sockaddr_in addresses[4];
     *list = nullptr;
-    for (std::size_t i = machine.addresses.size(); i-- > 0; *list = &entries[i]) {
+    for (size_t i = machine.addresses.size(); i-- > 0; *list = &entries[i]) {
         const char* text = machine.addresses[i];
         const bool ipv4 = text && ::inet_aton(text, &addresses[i].sin_addr) != 0;
         addresses[i].sin_family = ipv4 ? AF_INET : AF_INET6;
@@ -53,29 +50,28 @@ extern "C" int getifaddrs(ifaddrs** list) noexcept
 
 extern "C" void freeifaddrs(ifaddrs*) noexcept { asked += " freed"; }
 
-static std::string tell()
+static string tell()
 {
     const char *host = ZQGetHostName(), *domain = ZQGetDomainName();
     const auto* address = reinterpret_cast<const in_addr*>(ZQGetIPAddress());
-    return std::string(host ? host : "-") + "|" + (domain ? domain : "-") + "|" +
+    return string(host ? host : "-") + "|" + (domain ? domain : "-") + "|" +
            (address ? ::inet_ntoa(*address) : "-") + "|" + asked;
 }
 
 TEST(HostInfo, KeepsTheNamesAndTheAddressOfTheFirstCall)
 {
-    const std::string h128(128, 'h'), d200(200, 'd'), full = "h." + d200;
+    const string h128(128, 'h'), d200(200, 'd'), full = "h." + d200;
     const Machine rows[] = {
         {"a.b.c", "nis.dom", "h.x", {"10.1.2.3"}, "a|nis.dom|10.1.2.3|nobody freed"},
         {".a", "(none)", "x.y", {"127.0.0.1", nullptr, "1.1.1.1", "2.2.2.2"}, "-|y|1.1.1.1| freed"},
         {"", "", "plain", {"::1", "127.0.0.1", "127.9.9.9", "::2"}, "-|-|127.9.9.9| freed"},
         {nullptr, "(none)", "h.", {}, "-|-|-|(none)"},
         {h128.c_str(), d200.c_str(), "", {}, h128.substr(1) + "|" + d200.substr(73) + "|-|nobody"},
-        {"h", nullptr, full.c_str(), {"0.1.1.1"}, "h|" + d200.substr(73) + "|-| freed"},
-    };
+        {"h", nullptr, full.c_str(), {"0.1.1.1"}, "h|" + d200.substr(73) + "|-| freed"}};
     for (const Machine& row : rows) {
         machine = row;
         const auto child = runChild([] {
-            const std::string first = tell();
+            const string first = tell();
             machine = {"other", "other", nullptr, {"1.1.1.1"}, ""};
             std::cerr << (tell() == first ? first : "changed");
         });
@@ -85,10 +81,8 @@ TEST(HostInfo, KeepsTheNamesAndTheAddressOfTheFirstCall)
 
 TEST(HostInfo, CountsProcessorsAndDescribesThePlatform)
 {
-    for (const long online : {3L, -1L}) {
-        Fault fault("sysconf", online);
-        EXPECT_EQ(ZQGetNumProcessors(), static_cast<unsigned int>(online));
-    }
+    for (const long online : {3L, -1L})
+        EXPECT_EQ((Fault("sysconf", online), ZQGetNumProcessors()), (unsigned int)online);
     TempDir root;
     std::filesystem::create_directory(root / "etc");
     writeFile(root / "etc/lsb-release", "DISTRIB_DESCRIPTION=no\nxDISTRIB_DESCRIPTION=no\n"
@@ -98,15 +92,14 @@ TEST(HostInfo, CountsProcessorsAndDescribesThePlatform)
     const auto child = runChild(
         [&] { std::cerr << (::chroot(root.path.c_str()) == 0 ? ZQGetPlatformInfo() : ""); });
     if (child.err.empty()) GTEST_SKIP() << "only root may change the root";
-    EXPECT_EQ(child.err, "\"Q  1\"  (" + std::string(kernel.release) + ")");
+    EXPECT_EQ(child.err, "\"Q  1\"  (" + string(kernel.release) + ")");
 }
 
 TEST(UserInfo, HasAHomeWhereHomeIsADirectory)
 {
-    for (const std::string value : {"", "/etc/passwd", "/etc/"}) {
+    for (const string value : {"", "/etc/passwd", "/etc/"}) {
         ScopedEnv home("HOME", value.c_str());
         EXPECT_EQ(ZQGetUserHomeDir(), value == "/etc/" ? value : "");
     }
-    Fault nobody("getpwuid", 0);
-    EXPECT_EQ(ZQGetUserName(), "");
+    EXPECT_EQ((Fault("getpwuid", 0), ZQGetUserName()), "");
 }

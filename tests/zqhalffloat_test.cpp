@@ -1,11 +1,8 @@
-#include "support/process.h"
 #include "support/streams.h"
 
 #include <cfenv>
 #include <cmath>
 #include <sstream>
-
-using namespace ZQPlatform;
 
 TEST(HalfFloat, RoundsTiesAwayFromZero)
 {
@@ -52,10 +49,9 @@ TEST(HalfFloat, WidensExactlyAndComesBack)
 
 TEST(NumberKinds, CountInfinityAsNaN)
 {
-    for (const double x :
-         {0.0, -1.0, 1e-42, 5e-324, 1e38, 1e300, double(NAN), HUGE_VAL, -HUGE_VAL}) {
+    for (const double x : {0., -1., 1e-42, 5e-324, 1e38, 1e300, NAN * 1., HUGE_VAL, -HUGE_VAL}) {
         EXPECT_TRUE(ZQIsNormalNum(x) == (x - x == 0) && ZQIsNaN(x) == (x - x != 0)) << x;
-        const auto y = static_cast<float>(x);
+        const auto y = float(x);
         EXPECT_TRUE(ZQIsNormalNum(y) == (y - y == 0) && ZQIsNaN(y) == (y - y != 0)) << y;
     }
     EXPECT_FALSE(ZQBigEndian());

@@ -1,7 +1,4 @@
-#include "platform/zqplatform.h"
-#include "support/process.h"
-
-using namespace ZQPlatform;
+#include "support/streams.h"
 
 TEST(ProcessHelpers, ExpandTheHomeAndDropWhatAShellWouldRead)
 {
@@ -14,8 +11,7 @@ TEST(ProcessHelpers, ExpandTheHomeAndDropWhatAShellWouldRead)
         {"~root/f", "/u", "/root/f", "~root/f"},
         {"~no;such(user)/f;", "/u", "~no;such(user)/f", "~nosuchuser/f"},
         {"a\"&'();<>[]{|}$`*?\\~", "/u", "a$`*?\\~", "a$`*?\\~"},
-        {"rm -rf; ls\r| \t\nwc", "/u", "rm", "rm-rfls\rwc"},
-    };
+        {"rm -rf; ls\r| \t\nwc", "/u", "rm", "rm-rfls\rwc"}};
     for (const auto& [text, home, fileName, command] : rows) {
         ScopedEnv variable("HOME", home);
         EXPECT_EQ(ZQProcessFileName(text), fileName);

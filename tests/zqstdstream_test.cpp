@@ -2,34 +2,31 @@
 
 #include <sstream>
 
-using namespace ZQPlatform;
-
 TEST(StandardInput, ReadsToTheEndAndDetaches)
 {
-    const std::string bytes = sampleBytes(70000);
+    const string bytes = sampleBytes(70000);
     checkInput([&] { return std::make_unique<zqistdstream>(new std::istringstream(bytes), true); },
                bytes, false);
-    struct Probe : std::istringstream {
-        explicit Probe(int& count) : std::istringstream("text"), _count(count) {}
-        ~Probe() override { ++_count; }
-        int& _count;
-    };
+    using Probe = DeleteProbe<std::istringstream>;
     int deleted = 0;
-    auto text = new Probe(deleted);
+    auto text = new Probe(deleted, "text");
     zqistdstream in;
-    std::string got;
+    string got;
     EXPECT_TRUE(in.set(text, true) && in.set(text, false));  // the first flag stays
     EXPECT_TRUE(in.read(got, 4) == 4 && deleted == 0 && in.read(got) == 0 && deleted == 1);
-    EXPECT_TRUE(in.set(new Probe(deleted), true) && in.set(new Probe(deleted), true) &&
-                deleted == 2);
+    EXPECT_TRUE(in.set(new Probe(deleted), true) && in.set(new Probe(deleted), true));
+    EXPECT_EQ(deleted, 2);
     in.clear();
     EXPECT_EQ(deleted, 3);
 
-    std::istringstream failed, moved(std::string(100000, 'x'));
+    std::istringstream failed, moved(string(100000, 'x'));
     failed.setstate(std::ios::failbit);
     EXPECT_FALSE(in.set(&failed, false) || !zqistdstream(&failed, false).eof());
     EXPECT_TRUE(in.set(&moved, false) && in.skip(100) && in.seek(70000));
     EXPECT_EQ(in.tell(), 70100);  // off by what was used up before the move
+    std::istringstream throwing("0123456789");
+    throwing.exceptions(std::ios::failbit | std::ios::eofbit);
+    EXPECT_TRUE(in.set(&throwing, false) && in.read(got) == 10 && got == throwing.str());
     unsigned char block[] = "block";
     EXPECT_TRUE(in.open(block, 5) && in.read(got) == 5 && in.eof());
 }
@@ -46,9 +43,10 @@ TEST(StandardOutput, DeliversOnFlushAndCloseOnly)
     EXPECT_FALSE(out.seek(1));  // though it moves
     out << "end";
     out.close();
-    EXPECT_EQ(text.str(), "wendten\nx\n");
-    EXPECT_EQ(out.write("after", 5), 0u);
+    EXPECT_TRUE(text.str() == "wendten\nx\n" && out.write("after", 5) == 0) << text.str();
     text.setstate(std::ios::badbit);
     EXPECT_TRUE(zqostdstream(&text, false).write("x", 1) == 0 && !out.set(&text, false));
     EXPECT_TRUE(out.write("x", 1) == 0 && none.write("x", 1) == 1 && !none.flush());
+    unsigned char room[1];  // caller memory that is full ends the stream
+    EXPECT_TRUE(none.open(room, 1) && none.write("xy", 2) == 0 && none.eof());
 }

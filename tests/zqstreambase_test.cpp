@@ -1,153 +1,123 @@
-#include "support/allocations.h"
-#include "support/process.h"
 #include "support/streams.h"
 
-#include <cerrno>
 #include <cfenv>
+#include <climits>
 #include <cmath>
-#include <csignal>
-#include <cstdint>
-#include <limits>
 #include <random>
 #include <sstream>
 
-using namespace ZQPlatform;
-using std::string;
-
-namespace {
-
 // A text cut into chunks of the given sizes, again and again.
-ChunkSource chunked(const string& text, std::vector<std::size_t> sizes)
+static ChunkSource chunked(const string& text, std::vector<size_t> sizes)
 {
     std::vector<string> chunks;
-    for (std::size_t at = 0, i = 0; at < text.size(); at += chunks.back().size(), ++i)
+    for (size_t at = 0, i = 0; at < text.size(); at += chunks.back().size(), ++i)
         chunks.push_back(text.substr(at, sizes[i % sizes.size()]));
     return ChunkSource(chunks);
 }
 
 // Lets a test see what only derived streams see.
 template <class Base> struct Bare : Base {
-    using Base::_begin, Base::_buf, Base::_end, Base::_eof, Base::_ptr;
-    using Base::Base;
+    using Base::Base, Base::_begin, Base::_buf, Base::_end, Base::_eof, Base::_ptr;
 };
 
-template <class Value> string written(Value value)
+template <class... Values> static string written(Values... values)
 {
     FailingSink sink(100000);
-    sink << value << zqflush;
+    (sink << ... << values) << zqflush;
     return sink.taken;
 }
 
-template <class Value> Value parsed(const string& text)
+template <class Value> static Value parsed(const string& text)
 {
     Value value = 77;
     chunked(text, {65536}) >> value;
     return value;
 }
 
-// The conversion that the C library makes, by the rule that an ERANGE stores 0.
-template <class Convert> auto byTheCLibrary(Convert convert)
+template <class... Values> static string printed(const char* format, Values... values)
 {
-    errno = 0;
-    const auto value = convert();
-    const bool outOfRange = errno == ERANGE;
-    errno = 0;
-    return outOfRange ? 0 : value;
+    char text[400];
+    return string(text, std::snprintf(text, sizeof text, format, values...));
 }
 
-void expectParsedAsByTheCLibrary(const string& token)
+// By the rule that an ERANGE stores 0.
+static void expectParsedAsByTheCLibrary(const string& token)
 {
-    SCOPED_TRACE(token);
-    const double real = byTheCLibrary([&] { return std::strtod(token.c_str(), nullptr); });
-    const auto gotReal = byTheCLibrary([&] { return parsed<double>(token); });
-    ASSERT_EQ(std::memcmp(&gotReal, &real, sizeof real), 0) << gotReal;
-    const long whole = byTheCLibrary([&] { return std::strtol(token.c_str(), nullptr, 10); });
-    ASSERT_EQ(byTheCLibrary([&] { return parsed<long>(token); }), whole);
-    ASSERT_EQ(byTheCLibrary([&] { return parsed<unsigned short>(token); }), (unsigned short)whole);
+    const auto stored = [](auto convert) {
+        errno = 0;
+        const auto value = convert();
+        return std::exchange(errno, 0) == ERANGE ? 0 : value;
+    };
+    const double real = stored([&] { return std::strtod(token.c_str(), nullptr); });
+    const double gotReal = stored([&] { return parsed<double>(token); });
+    ASSERT_EQ(std::memcmp(&gotReal, &real, sizeof real), 0) << token << " gives " << gotReal;
+    const long whole = stored([&] { return std::strtol(token.c_str(), nullptr, 10); });
+    ASSERT_EQ(stored([&] { return parsed<long>(token); }), whole) << token;
+    ASSERT_EQ(stored([&] { return parsed<unsigned short>(token); }), (unsigned short)whole);
 }
-
-}  // namespace
 
 // ---- blocks, positions, members
 
 TEST(StreamRead, IsShortOnlyWhereTheSourceEnds)
 {
-    const struct {
-        const char* about;
-        std::vector<string> chunks;
-        zqsize_t ask;
-        string got;
-        int fills;
-    } rows[] = {
-        {"nothing asked: source not touched", {"abc"}, 0, "", 0},
-        {"inside the first chunk", {"abcdef"}, 3, "abc", 1},
-        {"across a refill", {"abc", "def"}, 5, "abcde", 2},
-        {"exactly to the end", {"abc", "def"}, 6, "abcdef", 2},
-        {"past the end: short count", {"abc"}, 9, "abc", 2},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.about);
-        ChunkSource text(row.chunks), block(row.chunks);
+    const std::tuple<zqsize_t, std::vector<string>, string, int> rows[] = {
+        {0, {"abc"}, "", 0},  // the source is not touched
+        {3, {"abcdef"}, "abc", 1},
+        {5, {"abc", "def"}, "abcde", 2},
+        {6, {"abc", "def"}, "abcdef", 2},
+        {9, {"abc"}, "abc", 2}};
+    for (const auto& [ask, chunks, expected, fills] : rows) {
+        ChunkSource text(chunks), block(chunks);
         string got = "old";
         char bytes[16];
-        EXPECT_EQ(text.read(got, row.ask), row.got.size());
-        EXPECT_EQ(block.read(bytes, row.ask), row.got.size());
-        EXPECT_EQ(got + string(bytes, block.count()), row.got + row.got);
-        EXPECT_EQ(text.fills, row.fills);
-        EXPECT_EQ(block.fills, row.fills);
-        EXPECT_EQ(block.eof(), row.got.size() < row.ask);
+        EXPECT_TRUE(text.read(got, ask) == expected.size() && text.fills == fills) << ask;
+        EXPECT_TRUE(block.read(bytes, ask) == expected.size() && block.fills == fills) << ask;
+        EXPECT_TRUE(got == expected && string(bytes, block.count()) == got) << ask;
+        EXPECT_EQ(block.eof(), expected.size() < ask);
     }
-    ChunkSource rest({"abc", "def"});
-    EXPECT_TRUE(rest.skip(2) && rest.skip(0) && !rest.skip(-1));
+    ChunkSource source({"abc", "def"});
     string got;
-    rest >> got;  // all of it, not a word
-    EXPECT_EQ(got, "cdef");
-    EXPECT_FALSE(rest.skip(1));
+    EXPECT_TRUE(source.skip(2) && source.skip(0) && !source.skip(-1));
+    source >> got;  // all of it, not a word
+    EXPECT_TRUE(got == "cdef" && !source.skip(1));
 }
 
 TEST(StreamWrite, ReportsZeroForAPartThatWentOut)
 {
     FailingSink sink(65536 + 10);
     EXPECT_EQ(sink.write(string(65536 + 5, 'x')), 65541u);
-    EXPECT_EQ(sink.write(string(200000, 'y')), 0u);
-    EXPECT_EQ(sink.flushes, 2);
+    EXPECT_TRUE(sink.write(string(200000, 'y')) == 0 && sink.flushes == 2);
     EXPECT_EQ(sink.write(static_cast<const char*>(nullptr), 7) + sink.write(nullptr, 7), 0u);
-    EXPECT_EQ(sink.count(), 65531u);  // to the end of the buffer
-    EXPECT_EQ(sink.taken.size(), 65546u);
+    EXPECT_TRUE(sink.count() == 65531 && sink.taken.size() == 65546);  // to the end of the buffer
 
     unsigned char block[4];
     zqostream out;
-    ASSERT_TRUE(out.open(block, 4) && out.flush() && out.size() == 4);
-    EXPECT_EQ(out.write(string("abcdef"), 99), 0u);
-    EXPECT_EQ(std::memcmp(block, "abcd", out.count()), 0);
+    EXPECT_TRUE(out.open(block, 4) && out.flush() && out.size() == 4);
+    EXPECT_TRUE(out.write(string("abcdef"), 99) == 0 && !std::memcmp(block, "abcd", out.count()));
     EXPECT_TRUE(out.eof() && out.tell() == 4 && out.write("x", 1) == 0);
     EXPECT_FALSE(out.open(static_cast<unsigned char*>(nullptr), 4));
 
-    const long before = zqnul.tell();
-    EXPECT_EQ(zqnul.write(string(200000, 'x'), 100000), 100000u);
-    EXPECT_EQ(zqnul.tell(), before + 100000);
+    const long end = zqnul.tell() + 100000;
+    EXPECT_TRUE(zqnul.write(string(200000, 'x'), 100000) == 100000 && zqnul.tell() == end);
 }
 
 TEST(StreamAssertions, StopTheProcessInEveryBuild)
 {
     struct Breach : zqostream {
         bool _zqflush() override { return true; }  // claims room that it does not make
-    };
+    } full;
     const auto write = runChild([] { Breach().write(string(65537, 'x')); });
-    const auto line = runChild([] {
-        char buffer[8];
-        ChunkSource({"abc"}).getline(buffer, std::numeric_limits<zqsize_t>::max());
-    });
+    char line[8];
+    const auto getline = runChild([&] { ChunkSource({"abc"}).getline(line, ~0ul); });
     for (const auto& [child, text] :
          {std::pair(write, ": zqsize_t ZQPlatform::zqostream::write(const char*, zqsize_t): "
                            "Assertion `len != 0 && _end != _ptr' failed.\n"),
-          std::pair(line, ": bool ZQPlatform::zqistream::getline(char*, zqsize_t): "
-                          "Assertion `(size_t)dst < (size_t)(buffer + max)' failed.\n")}) {
+          std::pair(getline, ": bool ZQPlatform::zqistream::getline(char*, zqsize_t): "
+                             "Assertion `(size_t)dst < (size_t)(buffer + max)' failed.\n")}) {
         EXPECT_EQ(WTERMSIG(child.status), SIGABRT);
         EXPECT_NE(child.err.find("zqstreambase.cpp:"), string::npos);
         EXPECT_NE(child.err.find(text), string::npos) << child.err;
     }
-    Breach full;
     full.write(string(65536, 'x'));
     full << 'y' << 12345 << zqendl;  // dropped, not stored behind the buffer
     EXPECT_EQ(full.tell(), 65536);
@@ -156,8 +126,7 @@ TEST(StreamAssertions, StopTheProcessInEveryBuild)
 TEST(StreamCopy, CopiesAllOrWhatTheFlagAllows)
 {
     const string text = sampleBytes(10000);
-    const std::vector<string> chunks = {text};
-    Bare<ChunkSource> first(chunks), second(chunks);
+    Bare<ChunkSource> first(std::vector{text}), second(std::vector{text});
     FailingSink sink(100000);
     first >> sink;
     sink << second << zqflush;
@@ -173,102 +142,89 @@ TEST(StreamCopy, CopiesAllOrWhatTheFlagAllows)
 TEST(StreamMembers, NeverLeadIntoForeignMemory)
 {
     ChunkSource chunks({"abcdef", "ghi"});
-    string got;
-    chunks.read(got, 8);
-    EXPECT_TRUE(chunks.seek(6) && chunks.seek(8) && chunks.seeks == 0);
+    EXPECT_TRUE(chunks.skip(8) && chunks.seek(6) && chunks.seek(8) && chunks.seeks == 0);
     EXPECT_TRUE(!chunks.seek(5) && !chunks.seek(9) && chunks.seeks == 2 && chunks.tell() == 8);
 
     std::vector<unsigned char> block(8, 'm');
-    Bare<zqistream> in;
+    Bare<zqistream> in, assigned;
     in.open(block.data(), block.size());
     in.skip(3);
-    Bare<zqistream> reader(in), assigned;
+    Bare<zqistream> reader(in);
     assigned = in;
-    for (Bare<zqistream>* copy : {&reader, &assigned}) {
+    for (auto* copy : {&reader, &assigned}) {
         EXPECT_TRUE(copy->_begin == block.data() && copy->_ptr == block.data() + 3);
-        EXPECT_TRUE(copy->tell() == 3 && copy->read(got) == 5);
+        EXPECT_TRUE(copy->tell() == 3 && rest(*copy) == "mmmmm");
     }
     in.close();
     EXPECT_TRUE(in._begin == block.data() && in.tell() == 0);
-    for (const long pos : {0L, 1L, 7L, std::numeric_limits<long>::max(), -1L})
-        EXPECT_FALSE(in.seek(pos));
+    for (const long pos : {0L, 1L, 7L, LONG_MAX, -1L}) EXPECT_FALSE(in.seek(pos));
 
-    Bare<zqostream> out;
+    Bare<zqostream> out, source;
     out.open(block.data(), 2);
     out.close();
-    EXPECT_EQ(out.write("xyz", 3), 0u);
     out << 'x' << 5 << zqendl;
-    EXPECT_FALSE(out.flush() || out.seek(0));
+    EXPECT_FALSE(out.write("xyz", 3) || out.flush() || out.seek(0));
     EXPECT_EQ(block, std::vector<unsigned char>(8, 'm'));
-    Bare<zqostream> source;
     source.write("abc", 3);
     out = source;  // _begin stays where it was
     EXPECT_TRUE(out._ptr == out._buf + 3 && out._end == out._buf + 65536 && out.tell() == 3);
     EXPECT_TRUE(out.seek(1) && out._ptr == out._buf + 1);
+
+    zqisstream owner;
+    owner.set(string("own"));
+    static_cast<zqistream&>(owner) = reader;  // another class, in caller memory
+    string got = "old";
+    EXPECT_TRUE(!owner.reset() && owner.getbuffer(got) && got.empty() && owner.read(got) == 0);
 }
 
 // ---- text
 
 TEST(TextOutput, WritesWhatPrintfWrites)
 {
-    EXPECT_EQ(written(short(-32768)) + written((unsigned short)65535) + written(-7) + written(7u),
-              "-3276865535-77");
-    EXPECT_EQ(written(std::numeric_limits<long>::min()) + written(~0ul),
-              "-922337203685477580818446744073709551615");
-    EXPECT_EQ(written(1.5f) + written(-0.0) + written(1e20),
-              "1.500000-0.000000100000000000000000000.000000");
-    EXPECT_EQ(written(true) + written(false) + written('x') + written((signed char)'y'), "10xy");
-    EXPECT_EQ(written(string("a\0b", 3)) + written((const char*)nullptr), "a");
-    EXPECT_EQ(written((const unsigned char*)"u") + written((const signed char*)"s"), "us");
-
+    EXPECT_EQ(written(short(-32768), (unsigned short)65535, -7, 7u, LONG_MIN, ~0ul),
+              "-3276865535-77-922337203685477580818446744073709551615");
+    EXPECT_EQ(written(1.5f, -0.0, 1e20, true, false, 'x', (signed char)'y', string("a\0b", 3),
+                      (const char*)nullptr, (const unsigned char*)"u", (const signed char*)"s"),
+              "1.500000-0.000000100000000000000000000.00000010xyaus");
     std::mt19937_64 random(1);
-    char text[400];
     for (int i = 0; i < 100000; ++i) {
         std::fesetround(i < 90000 ? FE_TONEAREST : i % 2 ? FE_UPWARD : FE_TOWARDZERO);
-        const std::uint64_t bits = random();
-        double value;
-        std::memcpy(&value, &bits, sizeof value);
+        const unsigned long bits = random();
+        double value = __builtin_bit_cast(double, bits);
         if (i % 3 == 0)
             value = double(long(bits) >> (bits & 31)) / 128e6;  // ties of the last digit
         if (i % 3 == 1) value = std::ldexp(double(bits >> 11), -int(bits & 127));
-        std::snprintf(text, sizeof text, "%f", value);
-        ASSERT_EQ(written(value), text) << std::hexfloat << value;
+        ASSERT_EQ(written(value), printed("%f", value)) << std::hexfloat << value;
     }
     std::fesetround(FE_TONEAREST);
 }
 
 TEST(TextOutput, DropsWhatDoesNotFitAndPutsManipulators)
 {
-    FailingSink sink(65536);
+    FailingSink sink(65536), marks(100);
     sink.write(string(65534, 'x'));
     sink << 12345 << zqflush;  // "12" fills the buffer and goes out, the flush behind "345" fails
-    EXPECT_EQ(sink.taken.substr(65534), "12");
-    EXPECT_EQ(sink.count(), 65534u);
+    EXPECT_TRUE(sink.taken.substr(65534) == "12" && sink.count() == 65534);
     sink << zqendl << "more" << zqflush;
     EXPECT_EQ(sink.taken.size(), 65536u);
 
-    FailingSink marks(100);
     marks << 'a' << std::ends << 'b' << zqends << std::flush << zqflush;
     EXPECT_EQ(marks.flushes, 2);
     marks << std::endl << zqendl << std::hex << std::dec << 1;
-    EXPECT_EQ(marks.flushes, 6);
-    EXPECT_EQ(marks.taken, string("a\0b\0\n\n\n\n", 8));
+    EXPECT_TRUE(marks.flushes == 6 && marks.taken == string("a\0b\0\n\n\n\n", 8));
 }
-
-namespace {
 
 // The line and token rules, one byte after the other.
 struct SlowReader {
     const string& text;
-    std::size_t at = 0;
+    size_t at = 0;
 
+    bool next(char c) { return at < text.size() && text[at] == c && ++at; }
     bool endOfLine(char c)
     {
-        if (c == '\r') {
-            while (at < text.size() && text[at] == '\r') ++at;
-            if (at < text.size() && text[at] == '\n') ++at;
-        }
-        return c == '\n' || c == '\r';
+        if (c != '\r') return c == '\n';
+        while (next('\r')) {}
+        return next('\n') || true;
     }
     bool skipline()
     {
@@ -278,11 +234,10 @@ struct SlowReader {
     }
     bool read(string& out, zqsize_t max, bool token)
     {
-        out.clear();
         if (at == text.size() || max == 0) return false;
         while (at < text.size()) {
             const char c = text[at++];
-            const auto byte = static_cast<unsigned char>(c);
+            const unsigned char byte = c;
             if (token ? std::isspace(byte) != 0 : endOfLine(c)) return true;
             if (token ? byte <= 32 : byte < 32 && c != '\t') continue;
             if (out.size() == max - 1) return skipline(), true;
@@ -291,8 +246,6 @@ struct SlowReader {
         return true;
     }
 };
-
-}  // namespace
 
 TEST(TextInput, LinesAndTokensFollowTheByteRuleOverAllChunks)
 {
@@ -308,28 +261,14 @@ TEST(TextInput, LinesAndTokensFollowTheByteRuleOverAllChunks)
             const auto kind = random() % 6;
             string got, expected;
             char buffer[64] = "";
-            bool result = false, more = false;
-            switch (kind) {
-            case 0:
-                result = in.skipline(), more = slow.skipline();
-                break;
-            case 1:
-                result = in.getline(got), more = slow.read(expected, 1000, false);
-                break;
-            case 2:
-                result = in.getline(buffer, max), more = slow.read(expected, max, false);
-                break;
-            case 3:
-                result = in.getline(got, max), more = slow.read(expected, max, false);
-                break;
-            case 4:
-                result = in.gettoken(buffer, max), more = slow.read(expected, max, true);
-                break;
-            case 5:
-                result = in.gettoken(got, max), more = slow.read(expected, max, true);
-                break;
-            }
-            ASSERT_EQ(result, more) << "round " << round << " kind " << kind << " max " << max;
+            const bool result = kind == 0   ? in.skipline()
+                                : kind == 1 ? in.getline(got)
+                                : kind == 2 ? in.getline(buffer, max)
+                                : kind == 3 ? in.getline(got, max)
+                                : kind == 4 ? in.gettoken(buffer, max)
+                                            : in.gettoken(got, max);
+            ASSERT_EQ(result, kind == 0 ? slow.skipline()
+                                        : slow.read(expected, kind == 1 ? 1000 : max, kind > 3));
             ASSERT_EQ(got + buffer, expected)
                 << "round " << round << " kind " << kind << " max " << max;
         }
@@ -340,34 +279,22 @@ TEST(TextInput, LinesAndTokensFollowTheByteRuleOverAllChunks)
 TEST(TextInput, NumbersAreThoseOfTheCLibrary)
 {
     std::istringstream tokens(
-        "0 -0 +7 - + abc 12ab 007 1e3 1.e2 .5e-3 1e 1e+ 0x1.8p3 0X10 inf -infinity nan nan(7) "
-        "1e400 "
-        "-1e400 1e-400 4.9e-324 2.2250738585072014e-308 2.2250738585072011e-308 1e23 1,5 0e500 --1 "
+        "0 -0 +7 - + abc 12ab 007 1e3 1.e2 .5e-3 1e 1e+ 0x1.8p3 0X10 inf -infinity nan nan(7) --1 "
+        "1e400 -1e400 1e-400 4.9e-324 2.2250738585072014e-308 2.2250738585072011e-308 1e23 1,5 "
+        "2.2250738585072012e-308 "
         "9007199254740993 123456789012345678901234567890 -9223372036854775808 9223372036854775807 "
-        "9223372036854775808 0.1.2 1e99999999999 1e22 1e-22 179769313486231580793e289 \xA0\x35");
+        "9223372036854775808 0.1.2 1e99999999999 1e22 1e-22 179769313486231580793e289 0e500 "
+        "\xA0\x35");
     for (string token; tokens >> token;) expectParsedAsByTheCLibrary(token);
     std::mt19937_64 random(3);
-    char token[64];
-    for (int i = 0; i < 60000; ++i) {
-        const std::uint64_t bits = random();
-        double value;
-        std::memcpy(&value, &bits, sizeof value);
-        switch (i % 4) {
-        case 0:
-            std::snprintf(token, sizeof token, "%.*e", int(bits % 19), value);
-            break;
-        case 1:
-            std::snprintf(token, sizeof token, "%.*f", int(bits % 9), double(bits >> 20) / 4096);
-            break;
-        case 2:
-            std::snprintf(token, sizeof token, "%ld.%lue%d", long(bits) >> (bits & 63), bits >> 9,
-                          int(bits % 60) - 30);
-            break;
-        case 3:
-            std::snprintf(token, sizeof token, "%s%lu", bits & 1 ? "-" : "+", bits >> (bits & 63));
-            break;
-        }
-        expectParsedAsByTheCLibrary(token);
+    for (int i = 0; i < 15000; ++i) {
+        const unsigned long bits = random(), shifted = bits >> (bits & 63);
+        for (const string& token :
+             {printed("%.*e", int(bits % 19), __builtin_bit_cast(double, bits)),
+              printed("%.*f", int(bits % 9), double(bits >> 20) / 4096),
+              printed("%ld.%lue%d", long(bits) >> (bits & 63), bits >> 9, int(bits % 60) - 30),
+              printed("%s%lu", bits & 1 ? "-" : "+", shifted)})
+            expectParsedAsByTheCLibrary(token);
     }
 }
 
@@ -375,45 +302,35 @@ TEST(TextInput, NumbersKeepTheRulesOfTokensAndErrno)
 {
     errno = 0;
     EXPECT_TRUE(parsed<unsigned int>("-1") == 4294967295u && parsed<int>("4294967297") == 1);
-    EXPECT_EQ(parsed<float>("1e39"), std::numeric_limits<float>::infinity());
-    EXPECT_EQ(parsed<double>(""), 0);
+    EXPECT_TRUE(parsed<float>("1e39") == HUGE_VALF && parsed<double>("") == 0);
     EXPECT_EQ(parsed<int>({1, '4', 2, '2'}), 42);         // dropped bytes do not split a token
     EXPECT_EQ(parsed<int>(string(70000, '0') + "1"), 0);  // longer than a token may be
-    EXPECT_EQ(parsed<long>("99999999999999999999"), 0);
-    EXPECT_EQ(errno, ERANGE);
+    EXPECT_TRUE(parsed<long>("99999999999999999999") == 0 && errno == ERANGE);
     EXPECT_TRUE(parsed<int>("5") == 0 && parsed<double>("1.5") == 0);  // until errno is cleared
     errno = 0;
-    for (const std::size_t size : {1, 2, 3, 100}) {
-        ChunkSource in = chunked("12 -3\t\t4.5\r\n6 x0", {size});
-        int a, b, c, e;
-        double d;
-        long f;
-        char x;
-        bool zero, end;
-        unsigned char last;
-        in >> a >> b >> c >> d >> e >> f >> x >> zero >> end >> last;
-        EXPECT_EQ(std::make_tuple(a, b, c, d, e, f), std::make_tuple(12, -3, 0, 4.5, 0, 6L));
-        EXPECT_EQ(std::make_tuple(x, zero, end, last), std::make_tuple('x', true, false, 255));
+    for (const size_t size : {1, 2, 3, 100}) {
+        std::tuple<int, int, int, double, int, long, char, bool, bool, unsigned char> all;
+        auto in = chunked("12 -3\t\t4.5\r\n6 x0", {size});
+        std::apply([&](auto&... values) { (in >> ... >> values); }, all);
+        EXPECT_TRUE(all == std::tuple(12, -3, 0, 4.5, 0, 6L, 'x', true, false, 255)) << size;
     }
 }
 
 TEST(LimitedLines, UseTheHeapAboveTheThreshold)
 {
-    const struct {
-        unsigned long threshold;
-        zqsize_t max;
-        int blocks;
-    } rows[] = {{4096, 4080, 0}, {4096, 4081, 1}, {20, 4, 0}, {20, 5, 1}, {0, 0, 1}, {0, 100, 1}};
+    const std::tuple<unsigned long, zqsize_t, int> rows[] = {
+        {4096, 4080, 0}, {4096, 4081, 1}, {20, 4, 0}, {20, 5, 1},
+        {16, 0, 0},      {0, 0, 1},       {0, 100, 1}};
     string line;
-    for (const auto& row : rows) {
-        ZQSetAllocaThreshold(row.threshold);
+    for (const auto& [threshold, max, blocks] : rows) {
+        ZQSetAllocaThreshold(threshold);
         ChunkSource in({"abc\n"});
         const int before = allocations;
-        EXPECT_EQ(in.getline(line, row.max), row.max != 0);
-        EXPECT_EQ(allocations - before, row.blocks) << row.threshold << ", " << row.max;
+        EXPECT_EQ(in.getline(line, max), max != 0);
+        EXPECT_EQ(allocations - before, blocks) << threshold << ", " << max;
     }
     ZQSetAllocaThreshold(4096);
-    CaptureFd out(1);
+    CaptureOut out;
     ZQSetAllocaThreshold(4097);
     ZQSetAllocaThreshold(~0ul);
     EXPECT_EQ(out.text(),

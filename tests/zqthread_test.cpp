@@ -1,17 +1,12 @@
-#include "platform/zqplatform.h"
 #include "support/interpose.h"
-#include "support/process.h"
+#include "support/streams.h"
 
 #include <thread>
-
-using namespace ZQPlatform;
 
 ZQ_INTERPOSE4(pthread_attr_getstacksize, pthread_attr_init, pthread_create, pthread_join)
 ZQ_INTERPOSE4(pthread_mutex_destroy, pthread_mutex_init, pthread_mutex_lock, pthread_mutex_unlock)
 ZQ_INTERPOSE4(pthread_cond_destroy, pthread_cond_init, pthread_cond_signal, pthread_cond_wait)
 ZQ_INTERPOSE(pthread_cond_broadcast)
-
-namespace {
 
 // Gives its argument back once it was made to wait and was woken.
 struct Echo : ZQThread {
@@ -34,14 +29,6 @@ struct FailsOnce {
     value_type operator()() { return ++calls == 1 ? throw 1 : std::make_unique<int>(calls); }
     static inline int calls = 0;
 };
-
-int valueOnce()
-{
-    static ZQOnce<FailsOnce> once;
-    return *once.Get();
-}
-
-}  // namespace
 
 TEST(ThreadAndCondition, HandThingsOver)
 {
@@ -96,9 +83,13 @@ TEST(Once, BuildsAgainAfterAnExceptionAndThenOnceForAllThreads)
 {
     static_assert(std::is_trivially_destructible_v<ZQOnce<ZQMutex>>);
     [[maybe_unused]] static constexpr ZQMutex initialisedAtCompileTime;
-    EXPECT_EQ(ZQOnce<std::string>().Get(), "");  // has a value_type, but is no builder
-    EXPECT_THROW(valueOnce(), int);
+    EXPECT_EQ(ZQOnce<string>().Get(), "");  // has a value_type, but is no builder
+    const auto value = [] {
+        static ZQOnce<FailsOnce> once;
+        return *once.Get();
+    };
+    EXPECT_THROW(value(), int);
     std::vector<std::thread> threads;
-    for (int i = 0; i < 16; ++i) threads.emplace_back([] { EXPECT_EQ(valueOnce(), 2); });
+    for (int i = 0; i < 16; ++i) threads.emplace_back([&] { EXPECT_EQ(value(), 2); });
     for (std::thread& thread : threads) thread.join();
 }

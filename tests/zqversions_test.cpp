@@ -1,21 +1,17 @@
-#include "platform/zqplatform.h"
-
-#include <gtest/gtest.h>
-
-using namespace ZQPlatform;
+#include "support/streams.h"
 
 TEST(Versions, AreListedByGroupAndThenByLine)
 {
     zqosstream out;
     ZQGetVersions(out);  // nothing, or the identifier of this build
-    const std::string head = out.str() + out.str();
+    const string head = out.str() + out.str();
     ZQRegisterVersion([] { return ZQVersion{"Toolkit", "beta", "1.2"}; });
     ZQRegisterVersion([] { return ZQVersion{"Toolkit", "alpha", "3.0"}; });
     ZQRegisterVersion([] { return ZQVersion{"Extras", "gamma", "0.9"}; });
     ZQRegisterVersion([] { return ZQVersion{"", "lone", "2"}; });
-    std::string report = "lone Version: 2\n========== Extras ========== \ngamma Version: 0.9\n\n"
-                         "========== Toolkit ========== \nalpha Version: 3.0\nbeta Version: 1.2\n\n"
-                         "========== \xFF ========== \n";
+    string report = "lone Version: 2\n========== Extras ========== \ngamma Version: 0.9\n\n"
+                    "========== Toolkit ========== \nalpha Version: 3.0\nbeta Version: 1.2\n\n"
+                    "========== \xFF ========== \n";
     for (int i = 0; i < 1500; ++i) {
         ZQRegisterVersion([] { return ZQVersion{"\xFF", "", ""}; });
         report += " Version: \n";

@@ -3,8 +3,7 @@
 // ZQ_INTERPOSE(usleep) defines that function in the test program, so that the library under test
 // calls this one. It passes on to the real one, unless a Fault says otherwise.
 
-#ifndef ZQPLATFORM_TESTS_INTERPOSE_H
-#define ZQPLATFORM_TESTS_INTERPOSE_H
+#pragma once
 
 #include <cstring>
 #include <dlfcn.h>
@@ -35,5 +34,3 @@ struct Fault {
     }
 
 #define ZQ_INTERPOSE4(a, b, c, d) ZQ_INTERPOSE(a) ZQ_INTERPOSE(b) ZQ_INTERPOSE(c) ZQ_INTERPOSE(d)
-
-#endif
