@@ -121,11 +121,7 @@ void zqisstream::clear()
 {
     _zqclear();
     releaseBlock();
-    _ptr = _end = _buf;
-    _offset = 0;
-    _size = 0;
-    _sizeknown = false;
-    _eof = true;
+    resetClosed();
 }
 
 long zqisstream::_zqtell() const

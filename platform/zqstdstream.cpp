@@ -55,11 +55,7 @@ void zqistdstream::clear()
 {
     letGo();
     _zqclear();
-    _offset = 0;
-    _size = 0;
-    _sizeknown = false;
-    _eof = true;
-    _ptr = _end = _buf;
+    resetClosed();
 }
 
 bool zqistdstream::_zqfill()
@@ -148,11 +144,7 @@ void zqostdstream::clear()
         quietly([this] { _stream->flush(); });
     letGo();
     _zqclear();
-    _offset = 0;
-    _size = 0;
-    _sizeknown = false;
-    _eof = true;
-    _ptr = _end = _buf;
+    resetClosed();
 }
 
 bool zqostdstream::_zqflush()

@@ -52,19 +52,12 @@ zqifstream::~zqifstream()
     close();
 }
 
-void zqifstream::emptySpan()
-{
-    _ptr = _begin = _end = _buf;
-}
-
 bool zqifstream::openfd(int newfd, bool closeCurrent)
 {
     if (closeCurrent && !_zqclose())
         return false;
-    emptySpan();
-    _offset = 0;
-    _size = 0;
-    _sizeknown = false;
+    resetClosed();
+    _begin = _buf;
     fd = newfd;
     _eof = fd == -1;
     return fd != -1;
@@ -107,10 +100,7 @@ bool zqifstream::_zqfill()
         _eof = true;
         return false;
     }
-    moveOffset(_ptr - _buf);
-    _ptr = _buf;
-    _end = _buf + got;
-    return true;
+    return filled(got);
 }
 
 bool zqifstream::_zqseek(long pos)
@@ -173,15 +163,6 @@ zqofstream::~zqofstream()
     }
 }
 
-void zqofstream::resetDetached()
-{
-    _ptr = _begin = _end = _buf;
-    _offset = 0;
-    _size = 0;
-    _sizeknown = false;
-    _eof = true;
-}
-
 // Makes the buffer writable if there is a descriptor to write it to.
 bool zqofstream::attached()
 {
@@ -198,7 +179,8 @@ bool zqofstream::openfd(int newfd, bool closeCurrent)
         _zqclose();
     else
         flush();  // result ignored: the old descriptor is left to its owner either way
-    resetDetached();
+    resetClosed();
+    _begin = _buf;
     fd = newfd;
     return attached();
 }
@@ -207,7 +189,8 @@ bool zqofstream::append(const char* name)
 {
     _zqflush();  // result ignored: the current file is closed either way
     _zqclose();
-    resetDetached();
+    resetClosed();
+    _begin = _buf;
     return openFile(name, O_WRONLY | O_CREAT | O_APPEND) && attached();
 }
 
@@ -318,11 +301,7 @@ void zqiwrapperstream::clear()
     const std::unique_ptr<zqistream> owned(own ? stream : nullptr);
     stream = nullptr;
     own = false;
-    _offset = 0;
-    _size = 0;
-    _ptr = _end = _buf;
-    _sizeknown = false;
-    _eof = true;
+    resetClosed();
 }
 
 bool zqiwrapperstream::_zqfill()
@@ -334,10 +313,7 @@ bool zqiwrapperstream::_zqfill()
         _eof = true;
         return false;
     }
-    moveOffset(_ptr - _buf);
-    _ptr = _buf;
-    _end = _buf + got;
-    return true;
+    return filled(static_cast<std::ptrdiff_t>(got));
 }
 
 bool zqiwrapperstream::_zqseek(long pos)
@@ -403,11 +379,7 @@ void zqowrapperstream::clear()
     const std::unique_ptr<zqostream> owned(own ? stream : nullptr);
     stream = nullptr;
     own = false;
-    _offset = 0;
-    _size = 0;
-    _ptr = _end = _buf;
-    _sizeknown = false;
-    _eof = true;
+    resetClosed();
     if (destination)
         destination->flush();  // result ignored: the destination is let go of either way
 }

@@ -56,9 +56,6 @@ protected:
     bool _zqfill() override;
 
     int fd;  // -1: none
-
-private:
-    void emptySpan();
 };
 
 // Writes a file or a descriptor. A short write fails the stream and drops the rest of the buffer.
@@ -102,7 +99,6 @@ protected:
     int fd;  // -1: none
 
 private:
-    void resetDetached();
     bool attached();
 };
 

@@ -128,6 +128,15 @@ bool zqstream::seek(long pos)
     return true;
 }
 
+void zqstream::resetClosed()
+{
+    _offset = 0;
+    _size = 0;
+    _sizeknown = false;
+    _ptr = _end = _buf;
+    _eof = true;
+}
+
 bool zqstream::_zqseek(long)
 {
     return false;
@@ -174,14 +183,12 @@ bool zqistream::_zqfill()
     return false;
 }
 
-// Deliberate: _begin stays as it is.
-void zqistream::resetClosed()
+bool zqistream::filled(std::ptrdiff_t n)
 {
-    _offset = 0;
-    _size = 0;
-    _sizeknown = false;
-    _ptr = _end = _buf;
-    _eof = true;
+    moveOffset(_ptr - _buf);
+    _ptr = _buf;
+    _end = _buf + n;
+    return true;
 }
 
 bool zqistream::open(const char* name)
@@ -587,16 +594,6 @@ bool zqostream::_zqflush()
     if (_ptr == _end)
         _eof = true;
     return !_eof;
-}
-
-// Deliberate: _begin stays as it is.
-void zqostream::resetClosed()
-{
-    _offset = 0;
-    _size = 0;
-    _sizeknown = false;
-    _ptr = _end = _buf;
-    _eof = true;
 }
 
 bool zqostream::refuseFlush()

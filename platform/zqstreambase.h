@@ -138,6 +138,10 @@ protected:
         _offset = static_cast<long>(zqsize_t(_offset) + zqsize_t(n));
     }
 
+    // The state of a stream that is closed: no size, position 0, an empty span on _buf, _eof set.
+    // Deliberate: _begin stays as it is.
+    void resetClosed();
+
 private:
     // The stream manager looks at the first bytes of a stream that it did not make.
     friend class ZQStreamManager;
@@ -290,6 +294,10 @@ public:
     // Skips to behind the end of the current line. False if there was nothing to read.
     bool skipline();
 
+protected:
+    // For a _zqfill() that has put 'n' bytes at the start of _buf: makes them the span. True.
+    bool filled(std::ptrdiff_t n);
+
 private:
     friend class ZQStreamManager;
 
@@ -303,7 +311,6 @@ private:
     }
     int nextByte() { return more() ? *_ptr++ : -1; }
     zqsize_t readAcross(unsigned char* dst, zqsize_t n);
-    void resetClosed();
     bool takeLineEnd();
     bool tokenInSpan(const char*& first, const char*& last);
     template <class Number, class Parse> zqistream& readNumber(Number& value, Parse parse);
@@ -434,7 +441,6 @@ private:
     zqsize_t writeAcross(const char* src, zqsize_t n);
     void putText(const char* text, zqsize_t n);
     template <class Number> zqostream& putInteger(Number value);
-    void resetClosed();
 };
 
 // Line feed, then flush(). The line feed is dropped where no room can be made.
