@@ -1,0 +1,32 @@
+# What 'cmake --install' puts below the prefix: the library, the public headers, and what CMake and
+# pkg-config need to find them. All of it may be moved afterwards.
+
+include(CMakePackageConfigHelpers)
+include(GNUInstallDirs)
+
+install(TARGETS zqplatform EXPORT zqplatform INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+# The public headers are those that zqplatform.h includes.
+set(summary ${PROJECT_SOURCE_DIR}/platform/zqplatform.h)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${summary})
+file(STRINGS ${summary} headers REGEX "^#include \"")
+list(TRANSFORM headers REPLACE "#include \"(.*)\"" "${PROJECT_SOURCE_DIR}/platform/\\1")
+install(FILES ${headers} ${summary} ${PROJECT_SOURCE_DIR}/platform/zqexport.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zqplatform)
+
+# Callers need no other package, so the list of targets is the whole package configuration.
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zqplatform)
+install(EXPORT zqplatform
+  FILE zqplatform-config.cmake NAMESPACE ZQPlatform:: DESTINATION ${package_dir})
+# A later release serves programs written for an earlier one.
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/zqplatform-config-version.cmake
+  COMPATIBILITY AnyNewerVersion)
+install(FILES ${PROJECT_BINARY_DIR}/zqplatform-config-version.cmake DESTINATION ${package_dir})
+
+# The prefix is found from where the file lies; directories given as absolute paths stay as given.
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
+  BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE ZQPLATFORM_PC_PREFIX)
+cmake_path(APPEND ZQPLATFORM_PC_INCLUDEDIR "\${prefix}" ${CMAKE_INSTALL_INCLUDEDIR})
+cmake_path(APPEND ZQPLATFORM_PC_LIBDIR "\${prefix}" ${CMAKE_INSTALL_LIBDIR})
+configure_file(${CMAKE_CURRENT_LIST_DIR}/zqplatform.pc.in ${PROJECT_BINARY_DIR}/zqplatform.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/zqplatform.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
