@@ -87,8 +87,9 @@ public:
     // has to outlive the copy.
     zqstream(const zqstream& other);
     // The same, but _begin stays as it is (unless the other stands in caller memory).
-    // For streams of one class: one of another class that stands in caller memory leaves this one
-    // with an empty span.
+    // For streams of one class that can be copied: through base references, too, the others must
+    // not be assigned. A stream of another class that stands in caller memory leaves this one with
+    // an empty span.
     zqstream& operator=(const zqstream& other);
 
     // Position of the next byte to read or to write, in bytes.
