@@ -159,7 +159,7 @@ bool lengthFits(const std::string& s)
 {
     if (s.size() <= std::numeric_limits<unsigned int>::max())
         return true;
-    std::fputs("Attempting to write a string larger than 4GB\n", stderr);
+    static_cast<void>(std::fputs("Attempting to write a string larger than 4GB\n", stderr));
     return false;
 }
 
@@ -233,9 +233,8 @@ zqsize_t packedLength(unsigned int width, unsigned int count)
 // All of the values, unless the number of bits wraps 32 bits.
 zqsize_t valuesInImage(unsigned int width, unsigned int count)
 {
-    if (zqsize_t(width) * count == width * count)
-        return count;
-    return width * count / width;
+    const unsigned int bits = width * count;
+    return zqsize_t(width) * count == bits ? count : bits / width;
 }
 
 // Packs an array piece by piece into one image. Every piece but the last has whole groups, and so

@@ -51,7 +51,7 @@ Context<Stream>* createContext(Stream* (*create)(), std::size_t (*release)(Strea
         Context<Stream>{stream.get(), bufferSize, std::move(buffer), contexts<Stream>.load()};
     if (!context)
         return nullptr;
-    stream.release();
+    static_cast<void>(stream.release());  // the context's now
     while (!contexts<Stream>.compare_exchange_weak(context->next, context)) {
     }
     return context;

@@ -29,6 +29,7 @@ std::string textOf(const unsigned char* data, zqsize_t len)
 zqisstream::zqisstream() : _owns(false) {}
 
 // Not the base's copy: it would copy the buffer, which holds nothing here.
+// NOLINTNEXTLINE(bugprone-copy-constructor-init)
 zqisstream::zqisstream(const zqisstream& other) : zqistream(), _owns(other._owns)
 {
     copyBlock(other);

@@ -33,7 +33,7 @@ public:
         unsigned int tag;
         std::memcpy(&tag, _block, sizeof tag);
         if (tag == heapTag)
-            ::operator delete(_block);
+            ::operator delete(_block);  // NOLINT(clang-analyzer-cplusplus.NewDelete): tagged above
     }
 
     StackBlock(const StackBlock&) = delete;

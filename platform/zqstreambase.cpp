@@ -160,11 +160,7 @@ zqistream::zqistream(const zqistream& other) = default;
 
 zqistream::~zqistream() = default;
 
-zqistream& zqistream::operator=(const zqistream& other)
-{
-    zqstream::operator=(other);
-    return *this;
-}
+zqistream& zqistream::operator=(const zqistream& other) = default;
 
 bool zqistream::_zqopen(const char*)
 {
@@ -568,11 +564,7 @@ zqostream::zqostream(const zqostream& other) = default;
 
 zqostream::~zqostream() = default;
 
-zqostream& zqostream::operator=(const zqostream& other)
-{
-    zqstream::operator=(other);
-    return *this;
-}
+zqostream& zqostream::operator=(const zqostream& other) = default;
 
 bool zqostream::_zqopen(const char*)
 {
