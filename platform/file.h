@@ -71,6 +71,7 @@ public:
     // What to join the parts of a path with.
     static constexpr char Separator = '/';
 
+    // Names the entry, as Set does. Asks the platform nothing yet.
     explicit ZQFile(const std::string& path);
     ZQFile(const std::string& dir, const std::string& name);
     // Copies name the same entry, as Refresh() would, and ask again.
@@ -79,6 +80,7 @@ public:
     // Moves keep what is known of the entry. What was moved from has no name, and answers false.
     ZQFile(ZQFile&& other) noexcept;
     ZQFile& operator=(ZQFile&& other) noexcept;
+    // Leaves the entry alone.
     ~ZQFile();
 
     // Names another entry and forgets what was known: directory and name are those of 'path' as
@@ -97,12 +99,14 @@ public:
     // Directory, separator and name; the name alone if the directory is empty. Not made absolute:
     // that is ZQGetAbsolutePath. An entry of the root has two separators ("//x").
     std::string AbsPath() const;
+    // Its two parts, as Set corrected them. Either may be empty.
     std::string DirPath() const;
     std::string FileName() const;
 
+    // False for a link that leads nowhere, too.
     bool Exists() const;
-    // Deliberate: these two test one bit of the type each, so a block device is a directory, too,
-    // and a socket is both.
+    // Is it a directory, is it a regular file? Deliberate: each of the two tests one bit of the
+    // type, so a block device is a directory, too, and a socket is both.
     bool IsDirectory() const;
     bool IsFile() const;
     // The owner's permission bits, whoever the owner is. They do not tell what this process may
@@ -113,10 +117,11 @@ public:
     // In bytes; 0 for what does not exist.
     long Size() const;
 
-    // These two ask the platform each time, and leave what is known of the entry alone.
+    // Is it a symbolic link? Like IsNamedPipe, asks the platform each time, and leaves what is
+    // known of the entry alone.
     bool IsLink() const;
-    // Deliberate: asks for the name without its directory, so it answers for an entry of the
-    // current directory.
+    // Is it a named pipe? Deliberate: asks for the name without its directory, so it answers for an
+    // entry of the current directory.
     bool IsNamedPipe() const;
 
     // The names of all entries but "." and "..", as the platform orders them, of the entry if it
@@ -186,6 +191,7 @@ public:
     // Opens the directory; null: the current one. The boolean test tells whether that worked.
     explicit ZQDirectoryScan(const char* path);
     explicit ZQDirectoryScan(const std::string& path);
+    // Closes the directory.
     ~ZQDirectoryScan();
 
     ZQDirectoryScan(const ZQDirectoryScan&) = delete;

@@ -35,6 +35,7 @@ public:
     zqigzstream();
     // Reads from 'source'; ownSource as in zqiwrapperstream::set. Nothing is read yet.
     zqigzstream(zqistream* source, bool ownSource);
+    // Lets go of the source, as clear() does.
     ~zqigzstream() override;
 
 protected:

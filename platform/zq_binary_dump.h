@@ -18,6 +18,7 @@ namespace ZQPlatform {
 // What an object implements to be a record. The size in front of a record counts its body alone.
 class ZQPLATFORM_EXPORT ZQBinaryIO {
 public:
+    // Records may be deleted through this class.
     virtual ~ZQBinaryIO();
 
     // Writes the body of the record.
@@ -44,6 +45,7 @@ ZQPLATFORM_EXPORT zqostream& operator<<(zqostream& out, const ZQBinaryIO& obj);
 // taken back, the stream stays where Read() left it.
 ZQPLATFORM_EXPORT zqistream& operator>>(zqistream& in, ZQBinaryIO& obj);
 
+// The result codes of binary dumps.
 namespace ZQBinaryDump::ReturnCode {
 
 // How reading or writing a binary dump ended. The numbers are part of the format.

@@ -3,6 +3,7 @@
 #ifndef ZQPLATFORM_ZQEXPORT_H
 #define ZQPLATFORM_ZQEXPORT_H
 
+// Stands in front of every class, function and object that callers may use.
 #define ZQPLATFORM_EXPORT __attribute__((visibility("default")))
 
 #endif

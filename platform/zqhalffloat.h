@@ -18,9 +18,10 @@
 
 namespace ZQPlatform {
 
+// One number. Every pattern of bits is a value, so a half may be read and written as its bits.
 class ZQHalfFloat {
 public:
-    unsigned short bits;
+    unsigned short bits;  // sign, exponent and mantissa
 
     // Zero.
     ZQHalfFloat() : bits(0) {}

@@ -32,6 +32,7 @@ public:
     // borrowed block is released with delete[] if 'other' owns, and an owned one is not
     // released if 'other' borrows. Call clear() first.
     zqisstream& operator=(const zqisstream& other);
+    // Lets go of the block.
     ~zqisstream() override;
 
     // Reads 'len' bytes at 'data' from now on. copy: true reads a copy; false reads the caller's
@@ -81,6 +82,7 @@ private:
 // constructor or to set() does not count.
 class ZQPLATFORM_EXPORT zqosstream : public zqostream {
 public:
+    // Starts with no text.
     zqosstream();
     // Starts with this text, and writes behind it. Null counts as empty.
     zqosstream(const unsigned char* data, zqsize_t len);
@@ -91,6 +93,7 @@ public:
     // copying.
     zqosstream(const zqosstream& other);
     zqosstream& operator=(const zqosstream& other);
+    // The text is lost: call str() before.
     ~zqosstream() override;
 
     // Starts anew with this text; null counts as empty. True.

@@ -21,6 +21,7 @@ namespace ZQPlatform {
 // data ends.
 class ZQPLATFORM_EXPORT zqistdstream : public zqistream {
 public:
+    // No object: exhausted until set() attaches one.
     zqistdstream();
     // owns: true deletes 's' when the adaptor lets go of it; false leaves it to the caller, who
     // keeps it alive as long. With null or an object that has failed the adaptor is exhausted.
@@ -61,6 +62,7 @@ private:
 // Writes to a standard output stream, and flushes it with every flush.
 class ZQPLATFORM_EXPORT zqostdstream : public zqostream {
 public:
+    // No object: there is room in the buffer, and the first flush fails.
     zqostdstream();
     // As zqistdstream. With null there is room in the buffer, and the first flush fails; with an
     // object that has failed there is none.

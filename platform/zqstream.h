@@ -24,10 +24,12 @@ namespace ZQPlatform {
 // repeated.
 class ZQPLATFORM_EXPORT zqifstream : public zqistream {
 public:
+    // No file: exhausted until open() or openfd() attaches one.
     zqifstream();
     // Opens 'name', as open() does; eof() tells whether that failed.
     explicit zqifstream(const char* name);
     explicit zqifstream(const std::string& name);
+    // Closes the stream.
     ~zqifstream() override;
 
     zqifstream(const zqifstream&) = delete;
@@ -63,6 +65,7 @@ class ZQPLATFORM_EXPORT zqofstream : public zqostream {
 public:
     // Bytes written before a file is open stay in the buffer, and are dropped by open().
     zqofstream();
+    // Writes to an open descriptor, as openfd() does.
     explicit zqofstream(int newfd);
     // Creates or truncates 'name', as open() does (mode 0644); eof() tells whether that failed.
     explicit zqofstream(const char* name);
@@ -105,9 +108,11 @@ private:
 // A file that is written like zqofstream, and can be read at a position. Creates or truncates.
 class ZQPLATFORM_EXPORT zqiofstream : public zqofstream {
 public:
+    // As in zqofstream.
     zqiofstream();
     explicit zqiofstream(const char* name);
     explicit zqiofstream(const std::string& name);
+    // Closes the stream.
     ~zqiofstream() override;
 
     // As zqifstream::pread. Bytes still in the buffer are not in the file yet: flush() first.
@@ -120,6 +125,7 @@ protected:
 // Reads through another input stream. Base of the gzip input stream.
 class ZQPLATFORM_EXPORT zqiwrapperstream : public zqistream {
 public:
+    // No source: exhausted until set() attaches one.
     zqiwrapperstream();
     // Calls clear().
     ~zqiwrapperstream() override;
@@ -159,6 +165,7 @@ protected:
 // output stream.
 class ZQPLATFORM_EXPORT zqowrapperstream : public zqostream {
 public:
+    // No destination: flushes fail until set() attaches one.
     zqowrapperstream();
     // Calls clear(). A ZQIOError is reported on zqerr.
     ~zqowrapperstream() override;
@@ -194,6 +201,7 @@ protected:
 // Writes the same bytes to any number of output streams.
 class ZQPLATFORM_EXPORT zqmultiostream : public zqostream {
 public:
+    // No destinations: what is written goes nowhere.
     zqmultiostream();
     // Calls clear(); bytes still in the buffer are dropped.
     ~zqmultiostream() override;

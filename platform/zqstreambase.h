@@ -78,6 +78,7 @@ protected:
     virtual long _zqtell() const;
 
 public:
+    // Closes nothing: a stream that holds a resource lets go of it in its own destructor.
     virtual ~zqstream();
 
     // An empty span on the own buffer, with _eof set.
@@ -220,8 +221,11 @@ public:
 
     // An empty stream; the first read ends it.
     zqistream();
+    // As in zqstream.
     zqistream(const zqistream& other);
+    // As in zqstream.
     ~zqistream() override;
+    // As in zqstream.
     zqistream& operator=(const zqistream& other);
 
     // Closes the stream and attaches the resource called 'name'. False if either fails.
@@ -379,9 +383,11 @@ public:
 
     // Ready to write.
     zqostream();
+    // As in zqstream.
     zqostream(const zqostream& other);
     // Does not flush. Streams that must not lose data close in their own destructor.
     ~zqostream() override;
+    // As in zqstream.
     zqostream& operator=(const zqostream& other);
 
     // Flushes and closes the stream, then attaches the resource called 'name'.

@@ -33,8 +33,8 @@ ZQPLATFORM_EXPORT zqistream* ZQOpenIStream(const char* name);
 // name, directories included, the stream writes gzip. Null if it cannot be opened.
 ZQPLATFORM_EXPORT zqostream* ZQOpenOStream(const char* name);
 
-// Closes a stream that the function above returned, and releases it: with the closer of its
-// prefix, or by deleting it. Null does nothing.
+// Closes a stream that ZQOpenIStream or ZQOpenOStream returned, and releases it: with the closer of
+// its prefix, or by deleting it. Null does nothing.
 ZQPLATFORM_EXPORT void ZQCloseIStream(zqistream* stream);
 ZQPLATFORM_EXPORT void ZQCloseOStream(zqostream* stream);
 

@@ -52,6 +52,7 @@ using ::ThreadEntry;
 // and Join; there is no detaching and no cancelling. After Join it may be started again.
 class ZQPLATFORM_EXPORT ZQThread {
 public:
+    // Nothing runs until Start.
     ZQThread() = default;
 
     // Neither waits for a running thread nor detaches it: Join first.
@@ -103,6 +104,7 @@ private:
 // process: it is initialised at compile time and never torn down.
 class ZQPLATFORM_EXPORT ZQMutex {
 public:
+    // Nobody holds it.
     constexpr ZQMutex() = default;
 
     ZQMutex(const ZQMutex&) = delete;
@@ -138,6 +140,7 @@ using ZQMutexGuard = std::lock_guard<ZQMutex>;
 // A call that the platform refuses prints its message and goes on as if it had succeeded.
 class ZQPLATFORM_EXPORT ZQCondition {
 public:
+    // Nobody holds the mutex or waits.
     ZQCondition();
 
     // Nobody may hold the mutex or wait.
@@ -146,6 +149,7 @@ public:
     ZQCondition(const ZQCondition&) = delete;
     ZQCondition& operator=(const ZQCondition&) = delete;
 
+    // Take the mutex and let go of it. Not recursive.
     void Acquire();
     void Release();
 
@@ -181,11 +185,13 @@ private:
 // unloaded; asking for it later than that is not supported.
 template <class T> class ZQPLATFORM_EXPORT ZQOnce {
 public:
+    // Builds the object, and throws what building it throws.
     ZQOnce() : _held(build<T>(nullptr)) {}
 
     ZQOnce(const ZQOnce&) = delete;
     ZQOnce& operator=(const ZQOnce&) = delete;
 
+    // The held object, for any thread; what it does about threads is its own matter.
     auto& Get() { return _held; }
 
 private:

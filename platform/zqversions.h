@@ -19,6 +19,7 @@
 
 namespace ZQPlatform {
 
+// One line of the report.
 struct ZQVersion {
     std::string group;    // the heading to list it under; empty: above all headings
     std::string name;     // of the component
