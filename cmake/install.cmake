@@ -4,6 +4,20 @@
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
+# Refuses at once, and in one line, where nothing can be written.
+install(CODE [[
+  get_filename_component(place "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/" ABSOLUTE)
+  set(there "${place}")
+  while(NOT EXISTS "${there}")
+    get_filename_component(there "${there}" DIRECTORY)
+  endwhile()
+  execute_process(COMMAND test -d "${there}" -a -w "${there}" RESULT_VARIABLE refused)
+  if(refused)
+    # The blank at the front keeps CMake from breaking the line.
+    message(FATAL_ERROR " Cannot write to ${place}: choose another directory with --prefix, or run as a user who may")
+  endif()
+]] ALL_COMPONENTS)
+
 install(TARGETS zqplatform EXPORT zqplatform INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 # The public headers are those that zqplatform.h includes.
