@@ -1,5 +1,7 @@
 # What 'cmake --install' puts below the prefix: the library, the public headers, and what CMake and
-# pkg-config need to find them. All of it may be moved afterwards.
+# pkg-config need to find them. All of it may be moved afterwards. Its components are
+# zqplatform-runtime, what a linked program needs, and zqplatform-development; the example programs
+# add zqplatform-tools.
 
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
@@ -18,7 +20,10 @@ install(CODE [[
   endif()
 ]] ALL_COMPONENTS)
 
-install(TARGETS zqplatform EXPORT zqplatform INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME zqplatform-development)
+install(TARGETS zqplatform EXPORT zqplatform
+  LIBRARY COMPONENT zqplatform-runtime NAMELINK_COMPONENT zqplatform-development
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 # The public headers are those that zqplatform.h includes.
 set(summary ${PROJECT_SOURCE_DIR}/platform/zqplatform.h)

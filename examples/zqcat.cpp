@@ -232,6 +232,15 @@ bool run(const Options& options)
 
 // ---- options
 
+// Prints what an option asks for, instead of any data. Returns the exit code.
+int answer(const std::string& text)
+{
+    if (zqout.write(text) == text.size() && zqout.flush())
+        return 0;
+    complain("", "standard output", "a write failed");
+    return exitFailed;
+}
+
 // The exit code, where the options end the program; else -1.
 int readOptions(int argc, char** argv, Options& options)
 {
@@ -256,11 +265,9 @@ int readOptions(int argc, char** argv, Options& options)
             options.output = optarg;
             break;
         case 'h':
-            zqout << usage;
-            return zqout.flush() ? 0 : exitFailed;
+            return answer(usage);
         case 'v':
-            zqout << "zqcat " << ZQToolkitsGetRelease() << '\n';
-            return zqout.flush() ? 0 : exitFailed;
+            return answer("zqcat " + ZQToolkitsGetRelease() + '\n');
         default:
             zqerr << "Try 'zqcat --help'." << zqendl;
             return exitUsage;

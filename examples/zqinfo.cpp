@@ -107,9 +107,13 @@ void printReport(zqostream& out)
     ZQGetVersions(out);
 }
 
-bool writeOut(const std::string& text)
+// Returns the exit code.
+int writeOut(const std::string& text)
 {
-    return zqout.write(text) == text.size() && zqout.flush();
+    if (zqout.write(text) == text.size() && zqout.flush())
+        return 0;
+    zqerr << "zqinfo: standard output: a write failed" << zqendl;
+    return exitFailed;
 }
 
 }  // namespace
@@ -118,7 +122,7 @@ int main(int argc, char** argv)
 {
     const std::string option = argc > 1 ? argv[1] : "";
     if (argc > 2 || (argc == 2 && option != "--help" && option != "--version")) {
-        zqerr << "zqinfo: " << option << ": wrong arguments; zqinfo --help tells which" << zqendl;
+        zqerr << "zqinfo: wrong arguments. Try 'zqinfo --help'." << zqendl;
         return exitUsage;
     }
     zqosstream text;
@@ -130,5 +134,5 @@ int main(int argc, char** argv)
         registerComponents();
         printReport(text);
     }
-    return writeOut(text.str()) ? 0 : exitFailed;
+    return writeOut(text.str());
 }
