@@ -5,19 +5,6 @@
 #include <set>
 #include <sys/stat.h>
 
-ZQ_INTERPOSE(readdir)
-ZQ_INTERPOSE(realpath)
-
-// Stands in for the platform's getcwd in the whole test program.
-static int shortBuffers = 0;  // how many of the next calls find their buffer too small
-extern "C" char* testedGetcwd(char* buffer, size_t size) __asm__("getcwd");
-char* testedGetcwd(char* buffer, size_t size)
-{
-    static const auto real = (char* (*)(char*, size_t))::dlsym(RTLD_NEXT, "getcwd");
-    errno = ERANGE;
-    return shortBuffers-- > 0 ? nullptr : real(buffer, size);
-}
-
 TEST(Paths, AreSplitByTheSameRulesWhateverTheirSeparators)
 {
     auto trim = [](string p) { return p.substr(0, p.size() - (p.size() && p.back() == '/')); };
@@ -55,8 +42,7 @@ TEST(Paths, BecomeAbsoluteWithTheHomeDirectoryForATilde)
         const ScopedEnv env("HOME", home);
         EXPECT_EQ(ZQGetAbsolutePath(path), dir / result) << path;
     }
-    EXPECT_EQ((Fault("realpath", 0), ZQGetAbsolutePath("home")), "");
-    EXPECT_EQ((shortBuffers = 2, ZQGetCurrentWorkingDirectory()), dir.path);
+    EXPECT_EQ((Fault("getcwd", ERANGE, 1, 2), ZQGetCurrentWorkingDirectory()), dir.path);
     std::filesystem::remove_all(dir.path);
     EXPECT_EQ(ZQGetCurrentWorkingDirectory() + ZQGetAbsolutePath("home"), ".");
 }
@@ -120,7 +106,6 @@ TEST(Directories, AreListedAndLeftClosed)
         const auto list = ZQFile(path).DirContents();
         EXPECT_EQ(std::set(list.begin(), list.end()), path[0] == 'd' ? names : none) << path;
     }
-    EXPECT_TRUE((Fault("readdir", 0), ZQFile("d").DirContents().empty()));
     std::filesystem::current_path("d");
     ZQDirectoryScan scan(nullptr), missing("missing");
     for (size_t left = names.size() + 2; left > 0; --left) EXPECT_TRUE(scan && scan.Next());

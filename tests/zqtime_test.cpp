@@ -3,8 +3,6 @@
 
 #include <climits>
 
-ZQ_INTERPOSE(time)
-
 static useconds_t slept = 0;
 
 extern "C" int usleep(useconds_t micros) { return slept = micros, 0; }

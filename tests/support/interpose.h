@@ -1,36 +1,33 @@
-// Makes calls of the C library fail on demand.
-//
-// ZQ_INTERPOSE(usleep) defines that function in the test program, so that the library under test
-// calls this one. It passes on to the real one, unless a Fault says otherwise.
+// Makes calls of the platform and of the compression libraries, and operator new, fail on demand.
+// interpose.cpp lists the functions.
 
 #pragma once
 
-#include <cstring>
-#include <dlfcn.h>
+#include <atomic>
+#include <cerrno>
+#include <climits>
 
-// While it lives, interposed functions whose names begin with 'names' return 'value' in this
-// thread, without running.
+// While it lives, the calls of 'function' in this thread from number 'first' to 'last', counted
+// from 1, fail: with this error number; by returning it, where a function returns codes; with half
+// of the bytes; or with none.
 struct Fault {
-    Fault(const char* names, long value) : prefix(names), result(value) { current = this; }
-    ~Fault() { current = nullptr; }
-    static bool hits(const char* function)
+    static constexpr long half = -1001, none = -1002;
+
+    Fault(const char* name, long kind, int from = 1, int to = INT_MAX)
+        : function(name), how(kind), first(from), last(to)
     {
-        return std::strncmp(function, current->prefix, strlen(current->prefix)) == 0;
+        current = this;
     }
-    static inline thread_local const Fault* current = nullptr;
-    const char* prefix;
-    long result;
+    ~Fault() { current = nullptr; }
+    static void lift() { current = nullptr; }
+    static const Fault* hit(const char* name);
+
+    const char* function;
+    long how;
+    int first, last;
+    int calls = 0;
+    int wrongCloses = 0;  // of a descriptor that is not open, or of a standard one
+    static inline thread_local Fault* current = nullptr;
 };
 
-// Registers carry the first four integers or pointers of any call on x86-64, and its result.
-// Sanitizers call some of these functions on threads that they have not prepared yet.
-#define ZQ_INTERPOSE(function)                                                                     \
-    extern "C" long function##Fault(long a, long b, long c, long d) __asm__(#function);            \
-    __attribute__((no_sanitize("thread"))) long function##Fault(long a, long b, long c, long d)    \
-    {                                                                                              \
-        using Function = long (*)(long, long, long, long);                                         \
-        if (Fault::current && Fault::hits(#function)) return Fault::current->result;               \
-        return reinterpret_cast<Function>(::dlsym(RTLD_NEXT, #function))(a, b, c, d);              \
-    }
-
-#define ZQ_INTERPOSE4(a, b, c, d) ZQ_INTERPOSE(a) ZQ_INTERPOSE(b) ZQ_INTERPOSE(c) ZQ_INTERPOSE(d)
+extern std::atomic<long> heapBlocks;  // that operator new has given out

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <optional>
+#include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,8 +15,9 @@ using std::string;
 
 inline string readFile(const string& path)
 {
-    std::ifstream file(path, std::ios::binary);
-    return string(std::istreambuf_iterator<char>(file), {});
+    std::ostringstream bytes;
+    bytes << std::ifstream(path, std::ios::binary).rdbuf();
+    return bytes.str();
 }
 
 inline void writeFile(const string& path, const string& bytes)
@@ -70,13 +72,19 @@ struct ChildResult {
     string err;      // what it wrote to descriptor 2
 };
 
+// There in a build for coverage, whose counts are written by exit() and dropped by _exit().
+extern "C" void __gcov_dump() __attribute__((weak));
+
 // Runs 'body' in a child process, which ends after it with status 0 or as body ends it.
 template <class Body> ChildResult runChild(Body body)
 {
     CaptureErr captured;
     ChildResult result;
     const pid_t child = ::fork();
-    if (child == 0) ::_exit((body(), 0));
+    if (child == 0) {
+        body();
+        __gcov_dump ? std::exit(0) : ::_exit(0);
+    }
     EXPECT_EQ(::waitpid(child, &result.status, 0), child);
     result.err = captured.text();
     return result;

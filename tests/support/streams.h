@@ -6,13 +6,10 @@
 #include "support/process.h"
 
 #include <algorithm>
-#include <atomic>
 #include <vector>
 
 using namespace ZQPlatform;
 using std::size_t;
-
-extern std::atomic<int> allocations;  // the program's calls of operator new, the library's included
 
 // A source that hands out the given chunks, one per fill, and counts its hooks. It cannot seek.
 struct ChunkSource : zqistream {
