@@ -92,6 +92,14 @@ static void release(void* block)
 void* operator new(size_t n) { return allocate(n, alignof(std::max_align_t)); }
 void* operator new[](size_t n) { return allocate(n, alignof(std::max_align_t)); }
 void* operator new(size_t n, std::align_val_t to) { return allocate(n, size_t(to)); }
+void* operator new[](size_t n, const std::nothrow_t&) noexcept
+{
+    return Fault::hit("operator new") ? nullptr : (++heapBlocks, std::malloc(n));
+}
+void* operator new(size_t n, const std::nothrow_t& flag) noexcept
+{
+    return ::operator new[](n, flag);
+}
 void operator delete(void* block) noexcept { release(block); }
 void operator delete[](void* block) noexcept { release(block); }
 void operator delete[](void* block, size_t) noexcept { release(block); }
