@@ -117,7 +117,9 @@ TEST(Directories, AreListedAndLeftClosed)
                  ZQCreateDirectory(nullptr) || ZQUnlinkDirectory(nullptr));
 }
 
-TEST(TemporaryFiles, GoWhereTmpdirPointsIfItIsThere)
+// A suite of this name runs first: the directory is decided once in a process, which its children
+// take over.
+TEST(TemporaryFilesDeathTest, GoWhereTmpdirPointsIfItIsThere)
 {
     const auto made = [](const char* tmpdir) {
         const ScopedEnv env("TMPDIR", tmpdir);
