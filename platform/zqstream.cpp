@@ -49,7 +49,7 @@ zqifstream::zqifstream(const std::string& name) : fd(-1)
 
 zqifstream::~zqifstream()
 {
-    close();
+    _zqclose();  // result ignored: standard input stays open
 }
 
 bool zqifstream::openfd(int newfd, bool closeCurrent)

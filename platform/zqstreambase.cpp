@@ -427,30 +427,6 @@ zqistream& zqistream::operator>>(zqstream& (*f)(zqstream&))
     return *this;
 }
 
-zqistream& zqistream::operator>>(bool& value)
-{
-    value = nextByte() >= 0;
-    return *this;
-}
-
-zqistream& zqistream::operator>>(char& value)
-{
-    value = static_cast<char>(nextByte());
-    return *this;
-}
-
-zqistream& zqistream::operator>>(unsigned char& value)
-{
-    value = static_cast<unsigned char>(nextByte());
-    return *this;
-}
-
-zqistream& zqistream::operator>>(signed char& value)
-{
-    value = static_cast<signed char>(nextByte());
-    return *this;
-}
-
 zqistream& zqistream::operator>>(std::string& value)
 {
     read(value);

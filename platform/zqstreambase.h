@@ -189,12 +189,16 @@ public:
 
     // Consumes one byte and yields true, whatever the byte is; false at the end of the data.
     // Deliberate: the '0' that operator<<(bool) writes reads back as true.
-    virtual zqistream& operator>>(bool& value);
+    virtual zqistream& operator>>(bool& value)
+    {
+        value = nextByte() >= 0;
+        return *this;
+    }
 
     // The next byte as it is; white space is not skipped. At the end of the data 0xFF.
-    virtual zqistream& operator>>(char& value);
-    virtual zqistream& operator>>(unsigned char& value);
-    virtual zqistream& operator>>(signed char& value);
+    virtual zqistream& operator>>(char& value) { return take(value); }
+    virtual zqistream& operator>>(unsigned char& value) { return take(value); }
+    virtual zqistream& operator>>(signed char& value) { return take(value); }
 
     // Deliberate: the entire rest of the stream, not a word. See gettoken for words.
     virtual zqistream& operator>>(std::string& value);
@@ -315,6 +319,11 @@ private:
         return true;
     }
     int nextByte() { return more() ? *_ptr++ : -1; }
+    template <class Byte> zqistream& take(Byte& value)
+    {
+        value = static_cast<Byte>(nextByte());
+        return *this;
+    }
     zqsize_t readAcross(unsigned char* dst, zqsize_t n);
     bool takeLineEnd();
     bool tokenInSpan(const char*& first, const char*& last);

@@ -53,16 +53,9 @@ void* ZQThread::Join()
 
 // ---- ZQMutex
 
-void ZQMutex::Acquire()
+void ZQMutex::refused(int error)
 {
-    const int error = ::pthread_mutex_lock(&_mutex);
-    if (error != 0)
-        throw std::system_error(error, std::generic_category());
-}
-
-void ZQMutex::Release() noexcept
-{
-    ::pthread_mutex_unlock(&_mutex);
+    throw std::system_error(error, std::generic_category());
 }
 
 // ---- ZQCondition

@@ -112,16 +112,22 @@ public:
 
     // Waits for the lock. Throws std::system_error, with the error number in the generic
     // category, where the platform refuses it.
-    void Acquire();
+    void Acquire()
+    {
+        if (const int error = ::pthread_mutex_lock(&_mutex))
+            refused(error);
+    }
 
     // Never throws; a failure of the platform goes unnoticed.
-    void Release() noexcept;
+    void Release() noexcept { ::pthread_mutex_unlock(&_mutex); }
 
     // The same two, under the names that the standard's guards call.
     void lock() { Acquire(); }
     void unlock() noexcept { Release(); }
 
 private:
+    [[noreturn]] static void refused(int error);
+
     pthread_mutex_t _mutex = PTHREAD_MUTEX_INITIALIZER;
 };
 
