@@ -36,24 +36,118 @@ bool roundsToNearest()
     return std::fegetround() == FE_TONEAREST;
 }
 
-// ---- "%f"
+// ---- Eight digits at a time, in a word whose lowest byte is the first of them
+
+constexpr std::uint64_t inEachByte(unsigned char byte)
+{
+    return byte * std::uint64_t{0x0101010101010101};
+}
+
+constexpr std::uint64_t zeros = inEachByte('0');
+constexpr std::uint64_t eightDigitsLimit = 100000000;
+
+// The digits of a value below eightDigitsLimit, each 0 to 9.
+std::uint64_t toDigits(std::uint64_t value)
+{
+    // In each half of the word four digits, then in each quarter two, then one in each byte.
+    const std::uint64_t fours = value / 10000 | (value % 10000) << 32;
+    const std::uint64_t hundreds = (fours * 5243 >> 19) & 0x0000007F0000007F;
+    const std::uint64_t twos = hundreds | (fours - 100 * hundreds) << 16;
+    const std::uint64_t tens = (twos * 103 >> 10) & 0x000F000F000F000F;
+    return tens | (twos - 10 * tens) << 8;
+}
+
+std::uint64_t fromDigits(std::uint64_t digits)
+{
+    constexpr std::uint64_t everyFourth = 0x000000FF000000FF;
+    const std::uint64_t twos = digits * 10 + (digits >> 8);  // in every other byte
+    return ((twos & everyFourth) * (100 + (std::uint64_t{1000000} << 32)) +
+            (twos >> 16 & everyFourth) * (1 + (std::uint64_t{10000} << 32))) >>
+           32;
+}
+
+template <class Word> void store(char* out, Word characters)
+{
+    std::memcpy(out, &characters, sizeof characters);
+}
+
+// The first 'count' characters, 1 to 8; nothing is written behind them.
+void storeSome(char* out, std::uint64_t characters, int count)
+{
+    const auto from = [=](int i) { return characters >> 8 * i; };
+    if (count >= 4) {
+        store(out, static_cast<std::uint32_t>(characters));
+        store(out + count - 4, static_cast<std::uint32_t>(from(count - 4)));
+        return;
+    }
+    for (const int i : {0, count / 2, count - 1})
+        out[i] = static_cast<char>(from(i));
+}
+
+// Adds the digits at 'p', up to sixteen, to the value; returns the end of the last one.
+const char* takeSixteen(const char* p, std::uint64_t& value)
+{
+    static constexpr std::uint64_t powersOfTen[] = {1,      10,      100,      1000,     10000,
+                                                    100000, 1000000, 10000000, 100000000};
+    for (int step = 0; step < 2; ++step) {
+        std::uint64_t digits;
+        std::memcpy(&digits, p, sizeof digits);
+        digits ^= zeros;
+        // The lowest bit set is in the first byte that is no digit.
+        const std::uint64_t others = ((digits + inEachByte(0x80 - 10)) | digits) & inEachByte(0x80);
+        const int count = others == 0 ? 8 : __builtin_ctzl(others) / 8;
+        if (count == 0)
+            break;
+        value = value * powersOfTen[count] + fromDigits(digits << (64 - 8 * count));
+        p += count;
+        if (count < 8)
+            break;
+    }
+    return p;
+}
+
+// ---- "%lu" and "%f"
+
+char* formatUnsigned(char* out, std::uint64_t value)
+{
+    if (value >= eightDigitsLimit) {
+        out = formatUnsigned(out, value / eightDigitsLimit);
+        store(out, toDigits(value % eightDigitsLimit) | zeros);
+        return out + 8;
+    }
+    const std::uint64_t digits = toDigits(value);
+    const int leading = __builtin_ctzl(digits | std::uint64_t{1} << 56) / 8;  // 0 has one digit
+    storeSome(out, (digits | zeros) >> 8 * leading, 8 - leading);
+    return out + 8 - leading;
+}
 
 constexpr int fractionDigits = 6;
 constexpr std::uint64_t fractionScale = 1000000;
-// Below this, the value times fractionScale fits 63 bits.
 constexpr double smallLimit = 8796093022208.0;  // 2^43
 
-char* formatByLibrary(char* out, double value)
+// For every value and rounding mode. May write behind the text.
+int formatByLibrary(char* text, double value)
 {
+    if (roundsToNearest())
+        return static_cast<int>(std::to_chars(text, text + numberTextSize, value,
+                                              std::chars_format::fixed, fractionDigits)
+                                    .ptr -
+                                text);
     const locale_t previous = ::uselocale(cLocale());
-    const int length = std::snprintf(out, numberTextSize, "%f", value);
+    const int length = std::snprintf(text, numberTextSize, "%f", value);
     ::uselocale(previous);
-    return out + length;
+    return length;
 }
 
-// |value| * 10^6 to the nearest integer, ties to even: exact, for magnitudes below smallLimit.
-std::uint64_t scaledMagnitude(double value)
+// |value| to the nearest millionth, ties to even: exact, for magnitudes below smallLimit.
+struct Millionths {
+    std::uint64_t whole;
+    std::uint64_t fraction;
+};
+
+Millionths toMillionths(double value)
 {
+    constexpr Unsigned128 half = Unsigned128{1} << 127;
     std::uint64_t bits;
     std::memcpy(&bits, &value, sizeof bits);
     const int exponent = static_cast<int>(bits >> 52 & 0x7FF);
@@ -61,16 +155,26 @@ std::uint64_t scaledMagnitude(double value)
     if (exponent != 0)
         mantissa |= std::uint64_t{1} << 52;
 
-    // The magnitude is mantissa / 2^shift. Below 2^-22 it rounds to nothing.
+    // The magnitude is mantissa / 2^shift, a shift of 10 at least. Below 2^-22 it is nothing.
     const int shift = 1075 - (exponent == 0 ? 1 : exponent);
     if (shift > 74)
-        return 0;
-    const Unsigned128 product = Unsigned128{mantissa} * fractionScale;
-    const Unsigned128 half = Unsigned128{1} << (shift - 1);
-    auto result = static_cast<std::uint64_t>(product >> shift);
-    const Unsigned128 rest = product & (half * 2 - 1);
-    if (rest > half || (rest == half && (result & 1)))
-        ++result;
+        return {0, 0};
+    Millionths result = {0, 0};
+    Unsigned128 rest;  // in 2^-128 of a millionth
+    if (shift < 64) {
+        result.whole = mantissa >> shift;
+        const auto scaled = Unsigned128{mantissa << (64 - shift)} * fractionScale;
+        result.fraction = static_cast<std::uint64_t>(scaled >> 64);
+        rest = scaled << 64;
+    } else {
+        const auto scaled = Unsigned128{mantissa} * fractionScale;
+        result.fraction = static_cast<std::uint64_t>(scaled >> shift);
+        rest = scaled << (128 - shift);
+    }
+    if (rest > half || (rest == half && (result.fraction & 1)))
+        ++result.fraction;
+    if (result.fraction == fractionScale)
+        return {result.whole + 1, 0};
     return result;
 }
 
@@ -89,7 +193,22 @@ double parseFloatingByLibrary(const char* first, const char* last)
                           [](const char* token) { return ::strtod_l(token, nullptr, cLocale()); });
 }
 
-// The plain decimal form: a sign, digits with a point somewhere, an exponent.
+constexpr std::uint64_t exactInteger = std::uint64_t{1} << 53;  // exact in a double up to here
+constexpr int exactPower = 22;                                  // so is 10^22
+constexpr double exactPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                  1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                  1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+// Mantissa times a power of ten, both exact: one operation rounds once, as strtod does, in every
+// rounding mode.
+double scaledExactly(bool negative, std::uint64_t mantissa, int exponent)
+{
+    const auto magnitude = static_cast<double>(static_cast<std::int64_t>(mantissa));
+    const double value = negative ? -magnitude : magnitude;
+    return exponent < 0 ? value / exactPowers[-exponent] : value * exactPowers[exponent];
+}
+
+// The decimal form: a sign, digits with a point somewhere, an exponent.
 struct Decimal {
     bool negative = false;
     bool hasDigits = false;
@@ -150,54 +269,8 @@ Decimal readDecimal(const char* p, const char* last)
     return number;
 }
 
-}  // namespace
-
-char* formatFixed(char* out, double value)
-{
-    if (!roundsToNearest())
-        return formatByLibrary(out, value);
-    if (!(std::fabs(value) < smallLimit))  // NaN, too
-        return std::to_chars(out, out + numberTextSize, value, std::chars_format::fixed,
-                             fractionDigits)
-            .ptr;
-
-    if (std::signbit(value))
-        *out++ = '-';
-    const std::uint64_t scaled = scaledMagnitude(value);
-    out = std::to_chars(out, out + numberTextSize, scaled / fractionScale).ptr;
-    *out = '.';
-    std::uint64_t fraction = scaled % fractionScale;
-    for (int i = fractionDigits; i > 0; --i, fraction /= 10)
-        out[i] = static_cast<char>('0' + fraction % 10);
-    return out + 1 + fractionDigits;
-}
-
-long parseInteger(const char* first, const char* last)
-{
-    constexpr int safeDigits = 18;  // fit a long whatever they are
-    const char* p = first;
-    const bool negative = p != last && *p == '-';
-    if (p != last && (*p == '-' || *p == '+'))
-        ++p;
-    const char* digits = p;
-    long value = 0;
-    for (; p != last && isDigit(*p); ++p) {
-        if (p - digits == safeDigits)
-            return parseByLibrary(
-                first, last, [](const char* token) { return std::strtol(token, nullptr, 10); });
-        value = value * 10 + (*p - '0');
-    }
-    return negative ? -value : value;
-}
-
 double parseFloating(const char* first, const char* last)
 {
-    static constexpr double powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                             1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
-                                             1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-    constexpr int exactPower = 22;                                  // 10^22 is exact in a double
-    constexpr std::uint64_t exactInteger = std::uint64_t{1} << 53;  // so is every integer to here
-
     const Decimal number = readDecimal(first, last);
     // A lone zero may begin a hexadecimal number; no digit at all, "inf" or "nan".
     const bool plain = number.hasDigits && (number.end == last || (*number.end | 0x20) != 'x');
@@ -205,13 +278,8 @@ double parseFloating(const char* first, const char* last)
         return parseFloatingByLibrary(first, last);
 
     if (number.exact && number.mantissa <= exactInteger && number.exponent >= -exactPower &&
-        number.exponent <= exactPower) {
-        // One operation on two exact numbers rounds once, as strtod does, in every rounding mode.
-        const auto magnitude = static_cast<double>(number.mantissa);
-        const double mantissa = number.negative ? -magnitude : magnitude;
-        return number.exponent < 0 ? mantissa / powersOfTen[-number.exponent]
-                                   : mantissa * powersOfTen[number.exponent];
-    }
+        number.exponent <= exactPower)
+        return scaledExactly(number.negative, number.mantissa, number.exponent);
     if (!roundsToNearest())
         return parseFloatingByLibrary(first, last);
 
@@ -222,6 +290,101 @@ double parseFloating(const char* first, const char* last)
     if (result.ec != std::errc() || magnitude <= std::numeric_limits<double>::min())
         return parseFloatingByLibrary(first, last);
     return number.negative ? -magnitude : magnitude;
+}
+
+}  // namespace
+
+char* formatNumber(char* out, unsigned long value)
+{
+    return formatUnsigned(out, value);
+}
+
+char* formatNumber(char* out, long value)
+{
+    *out = '-';
+    const auto bits = static_cast<std::uint64_t>(value);
+    return formatUnsigned(out + (value < 0), value < 0 ? -bits : bits);
+}
+
+char* formatNumber(char* out, double value)
+{
+    if (!(std::fabs(value) < smallLimit) || !roundsToNearest()) {  // NaN, too
+        char text[numberTextSize];
+        const int length = formatByLibrary(text, value);
+        std::memcpy(out, text, static_cast<std::size_t>(length));
+        return out + length;
+    }
+    *out = '-';
+    const auto [whole, fraction] = toMillionths(value);
+    out = formatUnsigned(out + std::signbit(value), whole);
+    // Two zeros and the fraction, over the last digit and the place of the point.
+    const char last = out[-1];
+    store(out - 1, toDigits(fraction) | zeros);
+    out[-1] = last;
+    *out = '.';
+    return out + 1 + fractionDigits;
+}
+
+void parseNumber(const char* first, const char* last, long& result)
+{
+    constexpr int safeDigits = 18;  // fit a long whatever they are
+    const char* p = first;
+    const bool negative = p != last && *p == '-';
+    if (p != last && (*p == '-' || *p == '+'))
+        ++p;
+    const char* digits = p;
+    long value = 0;
+    for (; p != last && isDigit(*p); ++p) {
+        if (p - digits == safeDigits) {
+            result = parseByLibrary(
+                first, last, [](const char* token) { return std::strtol(token, nullptr, 10); });
+            return;
+        }
+        value = value * 10 + (*p - '0');
+    }
+    result = negative ? -value : value;
+}
+
+void parseNumber(const char* first, const char* last, double& value)
+{
+    value = parseFloating(first, last);
+}
+
+template <> PlainNumber<long> parsePlain(const char* first, const char* last)
+{
+    constexpr std::ptrdiff_t longest = 1 + 16 + 1;  // with what ends it
+    if (last - first < longest + 8)
+        return {0, nullptr};
+    const bool negative = *first == '-';
+    const char* digits = first + (negative || *first == '+');
+    std::uint64_t magnitude = 0;
+    const char* end = takeSixteen(digits, magnitude);
+    if (end == digits)
+        return {0, nullptr};
+    return {static_cast<long>(negative ? -magnitude : magnitude), end};
+}
+
+template <> PlainNumber<double> parsePlain(const char* first, const char* last)
+{
+    constexpr std::ptrdiff_t longest = 1 + 16 + 1 + 16 + 1;
+    constexpr std::ptrdiff_t mantissaSize = 19;  // fits 64 bits, the point not counted
+    if (last - first < longest + 8)
+        return {0, nullptr};
+    const bool negative = *first == '-';
+    const char* digits = first + (negative || *first == '+');
+    std::uint64_t mantissa = 0;
+    const char* end = takeSixteen(digits, mantissa);
+    if (end == digits)
+        return {0, nullptr};
+    int decimals = 0;
+    if (*end == '.') {
+        const char* fraction = end + 1;
+        end = takeSixteen(fraction, mantissa);
+        decimals = static_cast<int>(end - fraction);
+    }
+    if (end - digits > mantissaSize || mantissa > exactInteger)
+        return {0, nullptr};
+    return {scaledExactly(negative, mantissa, -decimals), end};
 }
 
 }  // namespace ZQPlatform

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <charconv>
 #include <memory>
 #include <type_traits>
 #include <typeinfo>
@@ -453,62 +452,72 @@ bool zqistream::tokenInSpan(const char*& first, const char*& last)
     return true;
 }
 
-template <class Number, class Parse> zqistream& zqistream::readNumber(Number& value, Parse parse)
+// The next token as a number; 0 where the data ends.
+template <class Parsed> Parsed zqistream::parseToken()
 {
     const char* first = nullptr;
     const char* last = nullptr;
     std::string token;
-    value = 0;
     if (!tokenInSpan(first, last)) {
         if (!gettoken(token, numberTokenLimit))
-            return *this;
+            return 0;
         first = token.data();
         last = first + token.size();
     }
-    value = static_cast<Number>(parse(first, last));
-    if (errno == ERANGE)
-        value = 0;
+    Parsed parsed;
+    parseNumber(first, last, parsed);
+    return parsed;
+}
+
+template <class Parsed, class Number> zqistream& zqistream::readNumber(Number& value)
+{
+    auto [parsed, end] = parsePlain<Parsed>(chars(_ptr), chars(_end));
+    if (end && std::isspace(static_cast<unsigned char>(*end)))
+        _ptr += end + 1 - chars(_ptr);
+    else
+        parsed = parseToken<Parsed>();
+    value = errno == ERANGE ? Number(0) : static_cast<Number>(parsed);
     return *this;
 }
 
 zqistream& zqistream::operator>>(short& value)
 {
-    return readNumber(value, parseInteger);
+    return readNumber<long>(value);
 }
 
 zqistream& zqistream::operator>>(int& value)
 {
-    return readNumber(value, parseInteger);
+    return readNumber<long>(value);
 }
 
 zqistream& zqistream::operator>>(long& value)
 {
-    return readNumber(value, parseInteger);
+    return readNumber<long>(value);
 }
 
 zqistream& zqistream::operator>>(unsigned short& value)
 {
-    return readNumber(value, parseInteger);
+    return readNumber<long>(value);
 }
 
 zqistream& zqistream::operator>>(unsigned int& value)
 {
-    return readNumber(value, parseInteger);
+    return readNumber<long>(value);
 }
 
 zqistream& zqistream::operator>>(unsigned long& value)
 {
-    return readNumber(value, parseInteger);
+    return readNumber<long>(value);
 }
 
 zqistream& zqistream::operator>>(float& value)
 {
-    return readNumber(value, parseFloating);
+    return readNumber<double>(value);
 }
 
 zqistream& zqistream::operator>>(double& value)
 {
-    return readNumber(value, parseFloating);
+    return readNumber<double>(value);
 }
 
 zqistream& zqistream::operator>>(zqostream& out)
@@ -632,22 +641,17 @@ zqsize_t zqostream::writeAcross(const char* src, zqsize_t n)
 
 // ---- zqostream: values
 
-// One byte after the other, so that a failed flush drops the rest and count() stays as it is.
-void zqostream::putText(const char* text, zqsize_t n)
+template <class Number> zqostream& zqostream::putNumber(Number value)
 {
-    if (n <= distance(_ptr, _end)) {
-        std::memcpy(_ptr, text, n);
-        _ptr += n;
-        return;
+    if (distance(_ptr, _end) >= numberTextSize) {
+        _ptr += formatNumber(reinterpret_cast<char*>(_ptr), value) - chars(_ptr);
+        return *this;
     }
-    for (; n != 0 && makeRoom(); --n)
-        *_ptr++ = static_cast<unsigned char>(*text++);
-}
-
-template <class Number> zqostream& zqostream::putInteger(Number value)
-{
-    char text[24];
-    putText(text, zqsize_t(std::to_chars(text, text + sizeof text, value).ptr - text));
+    // One byte after the other, so that a failed flush drops the rest and count() stays as it is.
+    char text[numberTextSize];
+    const char* end = formatNumber(text, value);
+    for (const char* p = text; p != end && makeRoom(); ++p)
+        *_ptr++ = static_cast<unsigned char>(*p);
     return *this;
 }
 
@@ -687,44 +691,42 @@ zqostream& zqostream::operator<<(const std::string& s)
 
 zqostream& zqostream::operator<<(short value)
 {
-    return putInteger(value);
+    return putNumber(long{value});
 }
 
 zqostream& zqostream::operator<<(unsigned short value)
 {
-    return putInteger(value);
+    return putNumber(zqsize_t{value});
 }
 
 zqostream& zqostream::operator<<(int value)
 {
-    return putInteger(value);
+    return putNumber(long{value});
 }
 
 zqostream& zqostream::operator<<(unsigned int value)
 {
-    return putInteger(value);
+    return putNumber(zqsize_t{value});
 }
 
 zqostream& zqostream::operator<<(long value)
 {
-    return putInteger(value);
+    return putNumber(value);
 }
 
 zqostream& zqostream::operator<<(unsigned long value)
 {
-    return putInteger(value);
+    return putNumber(value);
 }
 
 zqostream& zqostream::operator<<(float value)
 {
-    return zqostream::operator<<(static_cast<double>(value));
+    return putNumber(double{value});
 }
 
 zqostream& zqostream::operator<<(double value)
 {
-    char text[numberTextSize];
-    putText(text, zqsize_t(formatFixed(text, value) - text));
-    return *this;
+    return putNumber(value);
 }
 
 zqostream& zqostream::operator<<(zqistream& in)

@@ -327,7 +327,8 @@ private:
     zqsize_t readAcross(unsigned char* dst, zqsize_t n);
     bool takeLineEnd();
     bool tokenInSpan(const char*& first, const char*& last);
-    template <class Number, class Parse> zqistream& readNumber(Number& value, Parse parse);
+    template <class Parsed> Parsed parseToken();
+    template <class Parsed, class Number> zqistream& readNumber(Number& value);
 };
 
 // A buffered output stream. By itself it drops what is written and counts the position, or
@@ -455,8 +456,7 @@ private:
         return *this;
     }
     zqsize_t writeAcross(const char* src, zqsize_t n);
-    void putText(const char* text, zqsize_t n);
-    template <class Number> zqostream& putInteger(Number value);
+    template <class Number> zqostream& putNumber(Number value);
 };
 
 // Line feed, then flush(). The line feed is dropped where no room can be made.

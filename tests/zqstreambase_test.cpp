@@ -28,11 +28,16 @@ template <class... Values> static string written(Values... values)
     return sink.taken;
 }
 
+// What follows the token must not matter, nor how much of it there is.
 template <class Value> static Value parsed(const string& text)
 {
-    Value value = 77;
-    chunked(text, {65536}) >> value;
-    return value;
+    Value alone = 77, leading = 77;
+    const int before = errno;
+    chunked(text + "\n-12.5e3 and forty bytes more: 0123456789", {65536}) >> leading;
+    const int after = std::exchange(errno, before);
+    chunked(text, {65536}) >> alone;
+    const bool same = std::memcmp(&alone, &leading, sizeof alone) == 0 && errno == after;
+    return same ? alone : Value(-99);
 }
 
 template <class... Values> static string printed(const char* format, Values... values)
@@ -196,6 +201,13 @@ TEST(TextOutput, WritesWhatPrintfWrites)
             value = double(long(bits) >> (bits & 31)) / 128e6;  // ties of the last digit
         if (i % 3 == 1) value = std::ldexp(double(bits >> 11), -int(bits & 127));
         ASSERT_EQ(written(value), printed("%f", value)) << std::hexfloat << value;
+
+        const long whole = long(bits) >> (bits >> 11 & 63);
+        string block(4000, 'm'), text = printed("%f%ld%lu", value, whole, bits >> (bits & 63));
+        zqostream out;
+        out.open(reinterpret_cast<unsigned char*>(block.data()), block.size());
+        out << value << whole << (bits >> (bits & 63));
+        ASSERT_EQ(block, text.append(block.size() - text.size(), 'm'));
     }
     std::fesetround(FE_TONEAREST);
 }
