@@ -399,10 +399,36 @@ bool zqistream::gettoken(unsigned char* buffer, zqsize_t max)
     return true;
 }
 
+// The next token where it stands, if all of it lies in the span, is shorter than 'max', and none
+// of its bytes has to be dropped; it is consumed then, with its separator.
+bool zqistream::tokenInSpan(const char*& first, const char*& last, zqsize_t max)
+{
+    unsigned char* p = _ptr;
+    for (;; ++p) {
+        p = findTokenSpecial(p, _end);
+        if (p == _end || distance(_ptr, p) >= max)
+            return false;
+        if (std::isspace(*p))
+            break;
+        if (*p <= 32)
+            return false;
+    }
+    first = chars(_ptr);
+    last = chars(p);
+    _ptr = p + 1;
+    return true;
+}
+
 bool zqistream::gettoken(std::string& token, zqsize_t max)
 {
     if (max + 1 == 0)
         throw std::bad_alloc();
+    const char* first = nullptr;
+    const char* last = nullptr;
+    if (max <= numberTokenLimit && tokenInSpan(first, last, max)) {
+        token.assign(first, last);
+        return true;
+    }
     const std::unique_ptr<char[]> block(new char[max + 1]);
     const bool result = gettoken(block.get(), max);
     if (result)
@@ -432,33 +458,13 @@ zqistream& zqistream::operator>>(std::string& value)
     return *this;
 }
 
-// The next token where it stands, if all of it lies in the span and none of its bytes has to be
-// dropped; it is consumed then, with its separator.
-bool zqistream::tokenInSpan(const char*& first, const char*& last)
-{
-    unsigned char* p = _ptr;
-    for (;; ++p) {
-        p = findTokenSpecial(p, _end);
-        if (p == _end || distance(_ptr, p) >= numberTokenLimit)
-            return false;
-        if (std::isspace(*p))
-            break;
-        if (*p <= 32)
-            return false;
-    }
-    first = chars(_ptr);
-    last = chars(p);
-    _ptr = p + 1;
-    return true;
-}
-
 // The next token as a number; 0 where the data ends.
 template <class Parsed> Parsed zqistream::parseToken()
 {
     const char* first = nullptr;
     const char* last = nullptr;
     std::string token;
-    if (!tokenInSpan(first, last)) {
+    if (!tokenInSpan(first, last, numberTokenLimit)) {
         if (!gettoken(token, numberTokenLimit))
             return 0;
         first = token.data();

@@ -326,7 +326,7 @@ private:
     }
     zqsize_t readAcross(unsigned char* dst, zqsize_t n);
     bool takeLineEnd();
-    bool tokenInSpan(const char*& first, const char*& last);
+    bool tokenInSpan(const char*& first, const char*& last, zqsize_t max);
     template <class Parsed> Parsed parseToken();
     template <class Parsed, class Number> zqistream& readNumber(Number& value);
 };
