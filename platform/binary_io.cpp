@@ -53,8 +53,9 @@ zqsize_t bytesToCopy(zqsize_t size, unsigned int count)
 // One write() per element to an observer, but elements that fit the span are built in it.
 void writeReordered(zqostream& dst, const unsigned char* src, zqsize_t size, zqsize_t count)
 {
+    const int sizeBits = __builtin_ctzl(size);
     while (count != 0) {
-        const zqsize_t inSpan = std::min(count, StreamSpan::left(dst) / size);
+        const zqsize_t inSpan = std::min(count, StreamSpan::left(dst) >> sizeBits);
         if (inSpan != 0) {
             reverseElements(StreamSpan::at(dst), src, size, inSpan);
             StreamSpan::advance(dst, inSpan * size, size);
@@ -72,9 +73,10 @@ void writeReordered(zqostream& dst, const unsigned char* src, zqsize_t size, zqs
 // One read() per element to an observer; returns the result of the last one.
 zqsize_t readReordered(zqistream& src, unsigned char* dst, zqsize_t size, zqsize_t count)
 {
+    const int sizeBits = __builtin_ctzl(size);
     zqsize_t got = 0;
     while (count != 0) {
-        const zqsize_t inSpan = std::min(count, StreamSpan::left(src) / size);
+        const zqsize_t inSpan = std::min(count, StreamSpan::left(src) >> sizeBits);
         if (inSpan != 0) {
             reverseElements(dst, StreamSpan::at(src), size, inSpan);
             StreamSpan::advance(src, inSpan * size, size);
@@ -155,6 +157,15 @@ namespace {
 
 constexpr zqsize_t lengthSize = 4;
 
+// Between the host's order and that of the image.
+void copyLength(unsigned char* dst, const unsigned char* src)
+{
+    if (ZQBigEndian())
+        std::memcpy(dst, src, lengthSize);
+    else
+        reversePlain(dst, src, lengthSize, 1);
+}
+
 bool lengthFits(const std::string& s)
 {
     if (s.size() <= std::numeric_limits<unsigned int>::max())
@@ -170,8 +181,9 @@ zqsize_t ZQ_io_write_binary(unsigned char* dst, const std::string& s)
     if (!lengthFits(s))
         return 0;
     const auto length = static_cast<unsigned int>(s.size());
-    ZQ_io_write_binary(dst, bytesOf(&length), lengthSize, 1);
-    return lengthSize + ZQ_io_write_binary(dst + lengthSize, bytesOf(s.data()), 1, length);
+    copyLength(dst, bytesOf(&length));
+    std::memcpy(dst + lengthSize, s.data(), length);
+    return lengthSize + length;
 }
 
 zqsize_t ZQ_io_write_binary(zqostream& dst, const std::string& s)
@@ -179,14 +191,21 @@ zqsize_t ZQ_io_write_binary(zqostream& dst, const std::string& s)
     if (!lengthFits(s))
         return 0;
     const auto length = static_cast<unsigned int>(s.size());
+    const zqsize_t total = lengthSize + length;
+    if (total < StreamSpan::left(dst)) {
+        ZQ_io_write_binary(StreamSpan::at(dst), s);
+        StreamSpan::advance(dst, total, length);
+        return total;
+    }
     ZQ_io_write_binary(dst, bytesOf(&length), lengthSize, 1);
-    return lengthSize + ZQ_io_write_binary(dst, bytesOf(s.data()), 1, length);
+    dst.write(s.data(), length);
+    return total;
 }
 
 zqsize_t ZQ_io_read_binary(const unsigned char* src, std::string& s)
 {
-    unsigned int length = 0;
-    ZQ_io_read_binary(src, bytesOf(&length), lengthSize, 1);
+    unsigned int length;
+    copyLength(bytesOf(&length), src);
     s.assign(reinterpret_cast<const char*>(src + lengthSize), length);
     return lengthSize + length;
 }
@@ -194,7 +213,13 @@ zqsize_t ZQ_io_read_binary(const unsigned char* src, std::string& s)
 zqsize_t ZQ_io_read_binary(zqistream& src, std::string& s)
 {
     unsigned int length = 0;
-    const zqsize_t got = ZQ_io_read_binary(src, bytesOf(&length), lengthSize, 1);
+    zqsize_t got = lengthSize;
+    if (StreamSpan::left(src) >= lengthSize) {
+        copyLength(bytesOf(&length), StreamSpan::at(src));
+        StreamSpan::advance(src, lengthSize, lengthSize);
+    } else {
+        got = ZQ_io_read_binary(src, bytesOf(&length), lengthSize, 1);
+    }
     if (length != 0 && length <= StreamSpan::left(src)) {
         s.assign(reinterpret_cast<const char*>(StreamSpan::at(src)), length);
         StreamSpan::advance(src, length, length);

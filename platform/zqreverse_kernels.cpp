@@ -46,9 +46,13 @@ __m128i byteOrder(zqsize_t size)
 
 ReverseForm fastestForm()
 {
+#ifndef ZQPLATFORM_BASELINE_KERNELS
     if (__builtin_cpu_supports("avx2"))
         return reverseAvx2;
-    return __builtin_cpu_supports("ssse3") ? reverseSsse3 : reversePlain;
+    if (__builtin_cpu_supports("ssse3"))
+        return reverseSsse3;
+#endif
+    return reversePlain;
 }
 
 }  // namespace
@@ -81,14 +85,19 @@ __attribute__((target("avx2"))) void reverseAvx2(unsigned char* dst, const unsig
                                                  zqsize_t size, zqsize_t count)
 {
     const __m256i order = _mm256_broadcastsi128_si256(byteOrder(size));
-    const zqsize_t step = sizeof(__m256i) / size;
+    constexpr int together = 4;
+    const zqsize_t step = together * sizeof(__m256i) / size;
     for (; count >= step; count -= step) {
-        const __m256i bytes = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src));
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst), _mm256_shuffle_epi8(bytes, order));
+        __m256i bytes[together];
+        for (int i = 0; i < together; ++i)
+            bytes[i] = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src) + i);
+        for (int i = 0; i < together; ++i)
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst) + i,
+                                _mm256_shuffle_epi8(bytes[i], order));
         src += sizeof bytes;
         dst += sizeof bytes;
     }
-    reversePlain(dst, src, size, count);
+    reverseSsse3(dst, src, size, count);
 }
 
 void reverseElements(unsigned char* dst, const unsigned char* src, zqsize_t size, zqsize_t count)
