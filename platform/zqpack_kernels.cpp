@@ -164,15 +164,14 @@ ZQ_AVX2 unsigned int joinAvx2(const unsigned int* values, zqsize_t count)
     return joinPlain(words, groupSize) | joinPlain(values + i, count - i);
 }
 
-// The two functions below pack groups of values that fit, as far as their stores stay in the
-// image, and return how many values that were. They store bytes behind the last group, too, which
+// The two functions below pack groups of values that fit, as far as their stores stay in front of
+// 'end', and return how many values that were. They store bytes behind the last group, too, which
 // are for the caller to write again.
 
 // Widths up to 16, two groups at a time: the values in 16 bits each, joined to pairs and fours.
-ZQ_AVX2 zqsize_t packNarrowGroups(unsigned char* image, const unsigned int* values, zqsize_t count,
-                                  unsigned int width)
+ZQ_AVX2 zqsize_t packNarrowGroups(unsigned char* image, const unsigned char* end,
+                                  const unsigned int* values, zqsize_t count, unsigned int width)
 {
-    const unsigned char* end = image + imageLength(count, width);
     const __m256i zero = _mm256_setzero_si256();
     const auto shift = [](unsigned int bits) { return _mm_cvtsi32_si128(static_cast<int>(bits)); };
     const __m128i pairShift = shift(16 - width), fourShift = shift(32 - 2 * width);
@@ -209,10 +208,9 @@ ZQ_AVX2 zqsize_t packNarrowGroups(unsigned char* image, const unsigned int* valu
 
 // Any width. A group goes into two 128-bit lanes of four values each. The second half of the image
 // begins 4 * width bits behind the first, for odd widths in the middle of a byte that both share.
-ZQ_AVX2 zqsize_t packGroups(unsigned char* image, const unsigned int* values, zqsize_t count,
-                            unsigned int width)
+ZQ_AVX2 zqsize_t packGroups(unsigned char* image, const unsigned char* end,
+                            const unsigned int* values, zqsize_t count, unsigned int width)
 {
-    const unsigned char* end = image + imageLength(count, width);
     const zqsize_t half = width / 2;
     const unsigned int odd = width % 2 * 4;
     const __m256i zero = _mm256_setzero_si256();
@@ -255,13 +253,30 @@ ZQ_AVX2 zqsize_t packGroups(unsigned char* image, const unsigned int* values, zq
     return done;
 }
 
+// What the functions for groups leave over at the end of an array is less than this.
+constexpr zqsize_t restBytes = 128;
+constexpr zqsize_t restValues = 2 * groupSize;
+
 ZQ_AVX2 void packAvx2(unsigned char* image, const unsigned int* values, zqsize_t count,
                       unsigned int width)
 {
-    const bool fit = joinAvx2(values, count) >> width == 0;
+    if (width == 0 || joinAvx2(values, count) >> width != 0)
+        return packPlain(image, values, count, width);
     const auto groups = width <= 16 ? packNarrowGroups : packGroups;
-    const zqsize_t done = fit ? groups(image, values, count, width) : 0;
-    packPlain(image + done / groupSize * width, values + done, count - done, width);
+    const unsigned char* const end = image + imageLength(count, width);
+    zqsize_t done = groups(image, end, values, count, width);
+    image += done / groupSize * width;
+
+    // The rest in a block with room behind it, the last values filled up with zeros.
+    unsigned char rest[restBytes] = {};
+    unsigned char* at = rest;
+    const zqsize_t more = groups(at, rest + restBytes, values + done, count - done, width);
+    at += more / groupSize * width;
+    done += more;
+    unsigned int last[restValues] = {};
+    std::copy(values + done, values + count, last);
+    groups(at, rest + restBytes, last, restValues, width);
+    std::memcpy(image, rest, static_cast<zqsize_t>(end - image));
 }
 
 // How a group is taken apart. The image of its first four values lies in 16 bytes from its start,
@@ -303,11 +318,10 @@ ZQ_AVX2 __m256i loadSteps(const void* p)
     return _mm256_load_si256(static_cast<const __m256i*>(p));
 }
 
-// Unpacks groups as far as 16-byte loads stay in the image; returns how many values that were.
-ZQ_AVX2 zqsize_t unpackGroups(const unsigned char* image, unsigned int* values, zqsize_t count,
-                              unsigned int width)
+// Unpacks groups as far as 16-byte loads stay in front of 'end'; returns how many values that were.
+ZQ_AVX2 zqsize_t unpackGroups(const unsigned char* image, const unsigned char* end,
+                              unsigned int* values, zqsize_t count, unsigned int width)
 {
-    const unsigned char* end = image + imageLength(count, width);
     const zqsize_t half = width / 2;
     const UnpackSteps& steps = unpackSteps[width];
     const __m256i front = loadSteps(steps.front), frontShift = loadSteps(steps.frontShift);
@@ -332,8 +346,22 @@ ZQ_AVX2 zqsize_t unpackGroups(const unsigned char* image, unsigned int* values, 
 ZQ_AVX2 void unpackAvx2(const unsigned char* image, unsigned int* values, zqsize_t count,
                         unsigned int width)
 {
-    const zqsize_t done = unpackGroups(image, values, count, width);
-    unpackPlain(image + done / groupSize * width, values + done, count - done, width);
+    if (width == 0)
+        return unpackPlain(image, values, count, width);
+    const unsigned char* const end = image + imageLength(count, width);
+    zqsize_t done = unpackGroups(image, end, values, count, width);
+    image += done / groupSize * width;
+
+    // The rest from a block with room behind it.
+    unsigned char rest[restBytes] = {};
+    std::memcpy(rest, image, static_cast<zqsize_t>(end - image));
+    const unsigned char* at = rest;
+    const zqsize_t more = unpackGroups(at, rest + restBytes, values + done, count - done, width);
+    at += more / groupSize * width;
+    done += more;
+    unsigned int last[groupSize];
+    unpackGroups(at, rest + restBytes, last, groupSize, width);
+    std::copy_n(last, count - done, values + done);
 }
 
 // The first zero among the values, for a largest or smallest value that is zero: vectors lose
@@ -421,8 +449,12 @@ const PackForms& avx2Forms()
 
 const PackForms& packForms()
 {
+#ifdef ZQPLATFORM_BASELINE_KERNELS
+    return plainForms();
+#else
     static const PackForms& forms = __builtin_cpu_supports("avx2") ? avx2Forms() : plainForms();
     return forms;
+#endif
 }
 
 }  // namespace ZQPlatform
