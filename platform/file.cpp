@@ -67,7 +67,8 @@ Parts split(std::string_view path)
 void assignCorrected(std::string& text, std::string_view part)
 {
     text = part;
-    std::replace(text.begin(), text.end(), WrongSeparator, RightSeparator);
+    if (part.find(WrongSeparator) != part.npos)  // faster than a look at every byte
+        std::replace(text.begin(), text.end(), WrongSeparator, RightSeparator);
 }
 
 bool isSelfOrParent(const char* name)
