@@ -1,0 +1,102 @@
+// Races: this library, what a user would pick instead, and what the machine allows at best.
+//
+//   row("text", "line of 40 bytes, from a file into a string", {0.85, 1.5}, [](Race& race) {
+//       ... the input ...
+//       race.ours([&] { ...; return checksum; });
+//       race.peer("getline(3)", [&] { ...; return checksum; });
+//       race.limit([&] { ...; return checksum; });
+//       race.run(lines);
+//   });
+//
+// The contestants take turns, half a millisecond or more each, so that whatever the machine does
+// meets all of them; their times are medians. A contestant whose result is another than ours ends
+// the program.
+
+#pragma once
+
+#include "zqplatform.h"
+
+#include <benchmark/benchmark.h>
+#include <cstdint>
+#include <ctime>
+#include <functional>
+#include <string>
+#include <vector>
+
+using namespace ZQPlatform;
+using std::string;
+
+using Pass = std::function<std::uint64_t()>;  // does the work once; a checksum of what came out
+
+class Race {
+public:
+    Race(benchmark::State& state, const string& job) : _state(state), _job(job) {}
+
+    void ours(Pass pass) { _contestants.push_back({"ours", pass}); }
+    void peer(const char* name, Pass pass) { _contestants.push_back({name, pass}); }
+    void limit(Pass pass) { _contestants.push_back({"limit", pass}); }
+    // A limit that does less, such as moving the bytes unchanged: its result is not compared.
+    void bareLimit(Pass pass) { _contestants.push_back({"limit", pass, false}); }
+
+    // For contestants that write: how to read back what one of them has left, and how to take it
+    // away before the next.
+    void leaves(std::function<string()> product, std::function<void()> wipe)
+    {
+        _product = product;
+        _wipe = wipe;
+    }
+    void leavesFile(const string& path);
+
+    // 'units': what one call of each handles. The default clock is that of this thread's work, so
+    // that other programs on the machine do not count; commands are timed by the wall's.
+    void run(double units, clockid_t clock = CLOCK_THREAD_CPUTIME_ID);
+
+private:
+    struct Contestant {
+        string name;
+        Pass pass;
+        bool isCompared = true;
+        int repeats = 1;
+        std::vector<double> times = {};
+    };
+    void compare();
+    std::vector<Contestant> _contestants;
+    std::function<string()> _product = [] { return string(); };
+    std::function<void()> _wipe = [] {};
+    benchmark::State& _state;
+    const string _job;
+};
+
+// At most these ratios of our time to the best peer's and to the limit's; 0: none.
+struct Goals {
+    double peer, limit;
+};
+
+// Adds a row to the table. 'remark' is printed where ours is not first or misses a goal.
+void row(const char* group, const string& job, Goals goals, std::function<void(Race&)> race,
+         const char* remark = "");
+
+// ---- the families, each in its own file
+
+void textRows();
+void binaryRows();
+void packedRows();
+void gzipRows();
+void fileRows();
+void threadRows();
+// Prints the second table: what stays the same whatever the size.
+void printScale();
+
+// ---- what they share
+
+// A directory in memory that goes at the end of the program.
+const string& scratch();
+// A file there with this content.
+string scratchFile(const string& name, const string& content);
+string slurp(const string& path);
+double seconds(clockid_t clock = CLOCK_THREAD_CPUTIME_ID);
+std::uint64_t randomNumber();      // the same sequence in every run
+string proseOf(std::size_t size);  // compresses as text does
+// Runs a program with its output to a file that exists. False where it failed.
+bool spawn(std::vector<string> command, const string& output);
+double median(std::vector<double> values);

@@ -1,0 +1,2 @@
+// Starts and ends, with whatever it is linked to.
+int main() {}
