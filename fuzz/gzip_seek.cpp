@@ -1,0 +1,59 @@
+// Positions and sizes of gzip streams over sources that can and cannot go back.
+
+#include "gzip_model.h"
+#include "text_model.h"
+
+namespace {
+
+void seekOnce(Input& input, zqistream& gzip, SlowReader& model, bool canGoBack)
+{
+    const size_t end = model.bytes.size();
+    const long target =
+        input.upTo(9) == 9 ? -long(input.size()) - 1 : long(input.upTo(65535) % (end + 10));
+    if (target < 0 || (!canGoBack && target < long(model.at))) {
+        // Backward it may still lie in the buffer.
+        if (gzip.seek(target)) model.at = size_t(target);
+        CHECK(target >= 0 || model.at != size_t(target));
+    } else {
+        CHECK(gzip.seek(target) == (target < long(end)));
+        model.at = std::min(size_t(target), end);
+    }
+    CHECK(gzip.tell() == long(model.at));
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, size_t size)
+{
+    printed();
+    Input input(bytes, size);
+    const string script = input.bytes(input.byte());
+    const bool canGoBack = input.upTo(3) != 3;
+    const std::vector<size_t> spans = Spans::choose(input);
+    const string data = gzipData(input);
+    const GzipModel decoded(data);
+    SlowReader model{decoded.bytes};
+
+    Spans source(data, spans, canGoBack);
+    zqigzstream gzip(&source, false);
+    Input choices(reinterpret_cast<const unsigned char*>(script.data()), script.size());
+    while (!choices.empty()) {
+        if (choices.flag())
+            readOnce(choices, gzip, model);
+        else
+            seekOnce(choices, gzip, model, canGoBack);
+        if (canGoBack && choices.upTo(7) == 7) {
+            // In plain data with members behind it, it depends on what was reached.
+            const zqsize_t total = gzip.size();
+            CHECK(total == (decoded.isGzip ? decoded.bytes.size() : 0) ||
+                  (total == decoded.bytes.size() && decoded.hasMembers));
+        }
+        CHECK(gzip.tell() == long(model.at));
+    }
+    readRest(gzip, model);
+    // One line for each time that the damage was reached.
+    for (string lines = printed(); !lines.empty(); lines.erase(0, decoded.printed.size()))
+        CHECK(!decoded.printed.empty() &&
+              lines.compare(0, decoded.printed.size(), decoded.printed) == 0);
+    return 0;
+}
