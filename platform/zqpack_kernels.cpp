@@ -143,11 +143,10 @@ ZQ_AVX2 void storeWords(unsigned int* p, __m256i words)
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), words);
 }
 
-ZQ_AVX2 __m256i wordPairs(unsigned long lowLane0, unsigned long lowLane1, unsigned long highLane0,
-                          unsigned long highLane1)
+ZQ_AVX2 __m256i wordPairs(unsigned int lowLane0, unsigned int lowLane1, unsigned int highLane0,
+                          unsigned int highLane1)
 {
-    return _mm256_setr_epi64x(static_cast<long>(lowLane0), static_cast<long>(lowLane1),
-                              static_cast<long>(highLane0), static_cast<long>(highLane1));
+    return _mm256_setr_epi64x(lowLane0, lowLane1, highLane0, highLane1);
 }
 
 ZQ_AVX2 unsigned int joinAvx2(const unsigned int* values, zqsize_t count)
@@ -181,7 +180,7 @@ ZQ_AVX2 zqsize_t packNarrowGroups(unsigned char* image, const unsigned char* end
     };
 
     zqsize_t done = 0;
-    for (; count - done >= 2 * groupSize && end - image >= std::ptrdiff_t(width + 16);
+    for (; count - done >= 2 * groupSize && end - image >= std::ptrdiff_t(width) + 16;
          done += 2 * groupSize) {
         const __m256i each =
             _mm256_packus_epi32(loadWords(values + done), loadWords(values + done + groupSize));
@@ -303,7 +302,7 @@ constexpr UnpackSteps planUnpack(unsigned int width)
     for (unsigned int half = 0; half < 2; ++half) {
         const unsigned int firstBit = half * (4 * width % 8);
         for (unsigned int i = 0; i < 2; ++i) {
-            const unsigned int lane = 2 * half + i;
+            const zqsize_t lane = 2 * zqsize_t(half) + i;
             planValue(steps.front + 8 * lane, steps.frontShift[lane], firstBit + i * width);
             planValue(steps.back + 8 * lane, steps.backShift[lane], firstBit + (i + 2) * width);
         }
