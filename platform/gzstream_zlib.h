@@ -52,7 +52,7 @@ protected:
     bool _zqset(zqistream* source) override;
 
 private:
-    bool fillChunk();
+    ZQPLATFORM_INTERNAL bool fillChunk();
 
     std::unique_ptr<gz_stream> _gz;
 };
@@ -88,9 +88,9 @@ protected:
     bool _zqset(zqostream* destination) override;
 
 private:
-    bool startMember();
-    bool compressBuffer();
-    void finish();
+    ZQPLATFORM_INTERNAL bool startMember();
+    ZQPLATFORM_INTERNAL bool compressBuffer();
+    ZQPLATFORM_INTERNAL void finish();
 
     std::unique_ptr<gz_stream> _gz;
 

@@ -74,8 +74,8 @@ private:
     bool hasBlock() const { return _begin && _begin != _buf; }
     // The span is the block, as it is unless a stream of another class was assigned.
     bool readsBlock() const { return hasBlock() && spanStart() == _begin; }
-    void releaseBlock();
-    void copyBlock(const zqisstream& other);
+    ZQPLATFORM_INTERNAL void releaseBlock();
+    ZQPLATFORM_INTERNAL void copyBlock(const zqisstream& other);
 };
 
 // Collects what is written in a string. Positions count the bytes written; text given to a

@@ -56,7 +56,7 @@ protected:
     virtual bool _zqset(std::istream* s);
 
 private:
-    void letGo();
+    ZQPLATFORM_INTERNAL void letGo();
 };
 
 // Writes to a standard output stream, and flushes it with every flush.
@@ -95,7 +95,7 @@ protected:
     virtual bool _zqset(std::ostream* s);
 
 private:
-    void letGo();
+    ZQPLATFORM_INTERNAL void letGo();
 };
 
 }  // namespace ZQPlatform

@@ -102,7 +102,7 @@ protected:
     int fd;  // -1: none
 
 private:
-    bool attached();
+    ZQPLATFORM_INTERNAL bool attached();
 };
 
 // A file that is written like zqofstream, and can be read at a position. Creates or truncates.

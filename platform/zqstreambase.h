@@ -153,7 +153,7 @@ private:
         return reinterpret_cast<std::size_t>(p) - reinterpret_cast<std::size_t>(_buf) <=
                ZQ_STREAM_BUFSIZE;
     }
-    void copyFrom(const zqstream& other);
+    ZQPLATFORM_INTERNAL void copyFrom(const zqstream& other);
 };
 
 // A buffered input stream. By itself it reads nothing but caller memory (open(data, len)).
@@ -325,10 +325,10 @@ private:
         return *this;
     }
     zqsize_t readAcross(unsigned char* dst, zqsize_t n);
-    bool takeLineEnd();
-    bool tokenInSpan(const char*& first, const char*& last, zqsize_t max);
-    template <class Parsed> Parsed parseToken();
-    template <class Parsed, class Number> zqistream& readNumber(Number& value);
+    ZQPLATFORM_INTERNAL bool takeLineEnd();
+    ZQPLATFORM_INTERNAL bool tokenInSpan(const char*& first, const char*& last, zqsize_t max);
+    template <class Parsed> ZQPLATFORM_INTERNAL Parsed parseToken();
+    template <class Parsed, class Number> ZQPLATFORM_INTERNAL zqistream& readNumber(Number& value);
 };
 
 // A buffered output stream. By itself it drops what is written and counts the position, or
@@ -456,7 +456,7 @@ private:
         return *this;
     }
     zqsize_t writeAcross(const char* src, zqsize_t n);
-    template <class Number> zqostream& putNumber(Number value);
+    template <class Number> ZQPLATFORM_INTERNAL zqostream& putNumber(Number value);
 };
 
 // Line feed, then flush(). The line feed is dropped where no room can be made.
