@@ -7,23 +7,22 @@
 
 namespace {
 
-constexpr std::size_t dataSize = 1 << 19;
+constexpr size_t dataSize = 1 << 19;
 
-string randomBytes(std::size_t size)
+string randomBytes(size_t size)
 {
     string bytes(size, '\0');
     for (char& byte : bytes) byte = static_cast<char>(randomNumber());
     return bytes;
 }
 
-// ---- blocks of a size known to the compiler
-
-template <std::size_t size> void blocks(const string& job, Goals read, Goals written)
+// Blocks of a size known to the compiler.
+template <size_t size> void blocks(const string& job, Goals read, Goals written)
 {
-    row("binary", job + ", read", read, [](Race& race) {
+    row("binary/" + job + ", read", read, [](Race& race) {
         readers(race, scratchFile("blocks", randomBytes(dataSize)), [](auto& in) {
             std::uint64_t sum = 0;
-            for (char block[size]; in.read(block, size);) {
+            for (char block[size]; in.get(block, size);) {
                 std::uint32_t last;
                 std::memcpy(&last, block + size - sizeof last, sizeof last);
                 sum += last;
@@ -33,10 +32,10 @@ template <std::size_t size> void blocks(const string& job, Goals read, Goals wri
         });
         race.run(dataSize / size);
     });
-    row("binary", job + ", written", written, [](Race& race) {
+    row("binary/" + job + ", written", written, [](Race& race) {
         const string bytes = randomBytes(dataSize);
         writers(race, scratchFile("blocks", bytes), [&](auto& out) {
-            for (std::size_t i = 0; i < dataSize; i += size) out.write(bytes.data() + i, size);
+            for (size_t i = 0; i < dataSize; i += size) out.put(bytes.data() + i, size);
         });
         race.run(dataSize / size);
     });
@@ -44,164 +43,135 @@ template <std::size_t size> void blocks(const string& job, Goals read, Goals wri
 
 void wholeFile()
 {
-    row(
-        "binary", "file of 1 MiB, into a string", {0.75, 1.4},
-        [](Race& race) {
-            const string path = scratchFile("whole", randomBytes(1 << 20));
-            race.ours([&] {
-                zqifstream in(path);
-                string content;
-                in.read(content);
-                return sumOf(content);
-            });
-            race.peer("iostreams", [&] {
-                std::ostringstream content;
-                content << std::ifstream(path, std::ios::binary).rdbuf();
-                return sumOf(content.str());
-            });
-            race.peer("stdio unlocked", reading<StdioReader<true>>(path, [](auto& in) {
-                          string content;
-                          char block[4096];
-                          while (in.read(block, sizeof block)) content.append(block, sizeof block);
-                          return sumOf(content);
-                      }));
-            race.peer("filesystem + iostreams", [&] {
-                string content(std::filesystem::file_size(path), '\0');
-                StandardReader<StandardFile>(path).read(content.data(), content.size());
-                return sumOf(content);
-            });
-            race.limit([&] {
-                string content(std::filesystem::file_size(path), '\0');
-                const int fd = ::open(path.c_str(), O_RDONLY);
-                if (::read(fd, content.data(), content.size()) < 0) std::abort();
-                ::close(fd);
-                return sumOf(content);
-            });
-            race.run(1);
-        },
-        "the bytes go through the buffer, and the string grows as they come");
+    const char* const remark = "the bytes go through the buffer, and the string grows as they come";
+    row("binary/file of 1 MiB, into a string", {0.75, 1.4, remark}, [](Race& race) {
+        const string path = scratchFile("whole", randomBytes(1 << 20));
+        const auto all = [path](auto& in) {
+            string content(std::filesystem::file_size(path), '\0');
+            in.get(content.data(), content.size());
+            return sumOf(content);
+        };
+        race.ours([=] {
+            zqifstream in(path);
+            string content;
+            in.read(content);
+            return sumOf(content);
+        });
+        race.peer("iostreams", [=] {
+            std::ostringstream content;
+            content << std::ifstream(path, std::ios::binary).rdbuf();
+            return sumOf(content.str());
+        });
+        race.peer("filesystem + iostreams", with<Standard<StandardFile>>(path, all));
+        race.peer("filesystem + stdio unlocked", with<Stdio>(path, all));
+        race.limit([=] {
+            string content(std::filesystem::file_size(path), '\0');
+            const int fd = ::open(path.c_str(), O_RDONLY);
+            if (::read(fd, content.data(), content.size()) < 0) std::abort();
+            ::close(fd);
+            return sumOf(content);
+        });
+        race.run(1);
+    });
 }
 
 // ---- numbers, most significant byte first
 
-constexpr std::size_t arraySize = 131072;  // in bytes
-constexpr int repeats = dataSize / arraySize;
-
-template <class Number> void reverse(std::vector<Number>& to, const std::vector<Number>& from)
-{
-    for (std::size_t i = 0; i < from.size(); ++i)
-        if constexpr (sizeof to[i] == 2)
-            to[i] = __builtin_bswap16(from[i]);
-        else if constexpr (sizeof to[i] == 4)
-            to[i] = __builtin_bswap32(from[i]);
-        else
-            to[i] = __builtin_bswap64(from[i]);
-}
-
 template <class Number> struct Arrays {
-    static constexpr std::size_t size = sizeof(Number), count = arraySize / size;
-    Arrays() : values(count), image(count)
+    static constexpr size_t size = sizeof(Number);
+    explicit Arrays(size_t bytes) : values(bytes / size), image(bytes / size)
     {
         for (Number& value : values) value = static_cast<Number>(randomNumber());
     }
-    static unsigned char* bytes(std::vector<Number>& v)
+    static auto bytes(std::vector<Number>& v) { return reinterpret_cast<unsigned char*>(v.data()); }
+    static auto chars(std::vector<Number>& v) { return reinterpret_cast<char*>(v.data()); }
+    static void reverse(std::vector<Number>& to, const std::vector<Number>& from)
     {
-        return reinterpret_cast<unsigned char*>(v.data());
-    }
-    static char* chars(std::vector<Number>& v) { return reinterpret_cast<char*>(v.data()); }
-    void leaves(Race& race, std::vector<Number>& v)
-    {
-        race.leaves([&] { return string(chars(v), arraySize); }, [&] { v.assign(count, 0); });
+        for (size_t i = 0; i < from.size(); ++i)
+            to[i] = size == 2   ? __builtin_bswap16(from[i])
+                    : size == 4 ? __builtin_bswap32(from[i])
+                                : __builtin_bswap64(from[i]);
     }
     std::vector<Number> values, image;
 };
 
+// The limits move the bytes unchanged.
 template <class Number> void arrays()
 {
-    using A = Arrays<Number>;
-    const string number = "big-endian number of " + std::to_string(A::size) + " bytes, ";
-    row("binary", number + "in memory", {1.0, 1.05}, [](Race& race) {
-        A a;
-        a.leaves(race, a.image);
+    constexpr size_t size = sizeof(Number), inMemory = 131072, inStream = 16384;
+    const string name = "binary/big-endian number of " + std::to_string(size) + " bytes, ";
+    row(name + "in memory", {1.0, 1.05}, [=](Race& race) {
+        Arrays<Number> a(inMemory);
+        race.leavesValues(a.image);
         race.ours([&] {
-            return ZQ_io_write_binary(a.bytes(a.image), a.bytes(a.values), a.size, a.count);
+            ZQ_io_write_binary(a.bytes(a.image), a.bytes(a.values), size, inMemory / size);
         });
-        race.peer("loop of bswap", [&] { return reverse(a.image, a.values), arraySize; });
-        race.bareLimit([&] { return std::memcpy(a.image.data(), a.values.data(), arraySize), 0; });
-        race.run(a.count);
+        race.peer("loop of bswap", [&] { a.reverse(a.image, a.values); });
+        race.bareLimit([&] { std::memcpy(a.image.data(), a.values.data(), inMemory); });
+        race.run(inMemory / size);
     });
-    row("binary", number + "written", {0.88, 1.05}, [](Race& race) {
-        A a;
+    const auto each = [](auto step) {
+        return [=](auto& stream) {
+            for (size_t done = 0; done < dataSize; done += inStream) step(stream);
+        };
+    };
+    row(name + "written", {0.88, 1.05}, [=](Race& race) {
+        Arrays<Number> a(inStream);
         const string path = scratchFile("array", "");
         race.leavesFile(path);
-        race.ours(writing<OurOutput>(path, [&](OurOutput& file) {
-            for (int i = 0; i < repeats; ++i)
-                ZQ_io_write_binary(file.out, a.bytes(a.values), a.size, a.count);
-        }));
-        standardWriters(race, path, [&](auto& out) {
-            for (int i = 0; i < repeats; ++i) {
-                reverse(a.image, a.values);
-                out.write(a.chars(a.image), arraySize);
-            }
-        });
-        race.limit(writing<Sink>(path, [&](Sink& sink) {
-            for (std::size_t i = 0; i < dataSize; i += 4096)
-                sink.write(a.chars(a.image) + i % arraySize, 4096);
-        }));
-        race.run(a.count * repeats);
+        race.ours(with<OurOutput>(path, each([&](auto& out) {
+                                      ZQ_io_write_binary(out, a.bytes(a.values), size,
+                                                         inStream / size);
+                                  })));
+        peers(race, path, each([&](auto& out) {
+                  a.reverse(a.image, a.values);
+                  out.put(a.chars(a.image), inStream);
+              }));
+        race.bareLimit(
+            with<Sink>(path, each([&](auto& out) { out.put(a.chars(a.values), inStream); })));
+        race.run(dataSize / size);
     });
-    row("binary", number + "read", {0.8, 1.2}, [](Race& race) {
-        A a;
-        reverse(a.image, a.values);
-        string content;
-        for (int i = 0; i < repeats; ++i) content.append(a.chars(a.image), arraySize);
-        const string path = scratchFile("array", content);
-        a.leaves(race, a.values);
-        race.ours(reading<OurFile>(path, [&](OurFile& file) {
-            for (int i = 0; i < repeats; ++i)
-                ZQ_io_read_binary(file.in, a.bytes(a.values), a.size, a.count);
-            return 0;
-        }));
-        standardReaders(race, path, [&](auto& in) {
-            while (in.read(a.chars(a.image), arraySize)) reverse(a.values, a.image);
-            return 0;
-        });
-        race.bareLimit(reading<Source>(path, [&](Source& source) {
-            for (std::size_t i = 0; source.read(a.chars(a.values) + i, 4096);)
-                i = (i + 4096) % arraySize;
-            return 0;
-        }));
-        race.run(a.count * repeats);
+    row(name + "read", {0.8, 1.2}, [=](Race& race) {
+        Arrays<Number> a(inStream);
+        const string path = scratchFile("array", randomBytes(dataSize));
+        race.leavesValues(a.values);
+        race.ours(with<OurInput>(path, each([&](auto& in) {
+                                     ZQ_io_read_binary(in, a.bytes(a.values), size,
+                                                       inStream / size);
+                                 })));
+        peers(race, path, each([&](auto& in) {
+                  in.get(a.chars(a.image), inStream);
+                  a.reverse(a.values, a.image);
+              }));
+        race.bareLimit(
+            with<Source>(path, each([&](auto& in) { in.get(a.chars(a.values), inStream); })));
+        race.run(dataSize / size);
     });
 }
 
 // ---- strings behind their length
 
-std::vector<string> names()
-{
-    std::vector<string> strings(10000);
-    for (string& s : strings) s = randomBytes(randomNumber() % 40);
-    return strings;
-}
-
 void lengthPrefixed()
 {
-    row("binary", "length-prefixed string, written", {0.45, 1.35}, [](Race& race) {
-        const auto strings = names();
-        writers(race, scratchFile("strings", ""), [&](auto& out) {
-            for (const string& s : strings) out.text(s);
+    const auto names = [] {
+        std::vector<string> strings(10000);
+        for (string& s : strings) s = randomBytes(randomNumber() % 40);
+        return strings;
+    };
+    row("binary/length-prefixed string, written", {0.45, 1.35}, [=](Race& race) {
+        writers(race, scratchFile("strings", ""), [strings = names()](auto& out) {
+            for (const string& s : strings) out.putText(s);
         });
-        race.run(static_cast<double>(strings.size()));
+        race.run(10000);
     });
-    row("binary", "length-prefixed string, read", {0.5, 1.6}, [](Race& race) {
+    row("binary/length-prefixed string, read", {0.5, 1.6}, [=](Race& race) {
         const string path = scratchFile("strings", "");
-        writing<Sink>(path, [](Sink& sink) {
-            for (const string& s : names()) sink.text(s);
+        with<Sink>(path, [&](auto& out) {
+            for (const string& s : names()) out.putText(s);
         })();
-        string s;
-        readers(race, path, [&](auto& in) {
+        readers(race, path, [](auto& in) {
             std::uint64_t sum = 0;
-            while (in.text(s)) sum += sumOf(s);
+            for (string s; in.text(s);) sum += sumOf(s);
             return sum;
         });
         race.run(10000);

@@ -1,6 +1,6 @@
 // Races: this library, what a user would pick instead, and what the machine allows at best.
 //
-//   row("text", "line of 40 bytes, from a file into a string", {0.85, 1.5}, [](Race& race) {
+//   row("text/line of 40 bytes, from a file into a string", {0.85, 1.5}, [](Race& race) {
 //       ... the input ...
 //       race.ours([&] { ...; return checksum; });
 //       race.peer("getline(3)", [&] { ...; return checksum; });
@@ -18,6 +18,7 @@
 
 #include <benchmark/benchmark.h>
 #include <cstdint>
+#include <cstring>
 #include <ctime>
 #include <functional>
 #include <string>
@@ -26,40 +27,50 @@
 using namespace ZQPlatform;
 using std::string;
 
-using Pass = std::function<std::uint64_t()>;  // does the work once; a checksum of what came out
-
 class Race {
 public:
     Race(benchmark::State& state, const string& job) : _state(state), _job(job) {}
 
-    void ours(Pass pass) { _contestants.push_back({"ours", pass}); }
-    void peer(const char* name, Pass pass) { _contestants.push_back({name, pass}); }
-    void limit(Pass pass) { _contestants.push_back({"limit", pass}); }
+    // 'work' does the work once, and returns a checksum of what came out, or nothing.
+    template <class Work> void ours(Work work) { add("ours", work, true); }
+    template <class Work> void peer(const char* name, Work work) { add(name, work, true); }
+    template <class Work> void limit(Work work) { add("limit", work, true); }
     // A limit that does less, such as moving the bytes unchanged: its result is not compared.
-    void bareLimit(Pass pass) { _contestants.push_back({"limit", pass, false}); }
+    template <class Work> void bareLimit(Work work) { add("limit", work, false); }
 
     // For contestants that write: how to read back what one of them has left, and how to take it
     // away before the next.
-    void leaves(std::function<string()> product, std::function<void()> wipe)
-    {
-        _product = product;
-        _wipe = wipe;
-    }
+    void leaves(std::function<string()> product, std::function<void()> wipe);
     void leavesFile(const string& path);
+    template <class Values> void leavesValues(Values& values)
+    {
+        char* const first = reinterpret_cast<char*>(values.data());
+        const std::size_t size = values.size() * sizeof values[0];
+        leaves([=] { return string(first, size); }, [=] { std::memset(first, 0, size); });
+    }
 
     // 'units': what one call of each handles. The default clock is that of this thread's work, so
     // that other programs on the machine do not count; commands are timed by the wall's.
     void run(double units, clockid_t clock = CLOCK_THREAD_CPUTIME_ID);
 
 private:
+    using Pass = std::function<std::uint64_t()>;
     struct Contestant {
         string name;
         Pass pass;
-        bool isCompared = true;
+        bool isCompared;
         int repeats = 1;
         std::vector<double> times = {};
     };
+    template <class Work> void add(const char* name, Work work, bool isCompared)
+    {
+        if constexpr (std::is_void_v<decltype(work())>)
+            _contestants.push_back({name, [=] { return work(), 0; }, isCompared});
+        else
+            _contestants.push_back({name, work, isCompared});
+    }
     void compare();
+
     std::vector<Contestant> _contestants;
     std::function<string()> _product = [] { return string(); };
     std::function<void()> _wipe = [] {};
@@ -67,16 +78,17 @@ private:
     const string _job;
 };
 
-// At most these ratios of our time to the best peer's and to the limit's; 0: none.
+// At most these ratios of our time to the best peer's and to the limit's; 0: none. The remark is
+// printed where ours is not first or misses one.
 struct Goals {
     double peer, limit;
+    const char* remark = "";
 };
 
-// Adds a row to the table. 'remark' is printed where ours is not first or misses a goal.
-void row(const char* group, const string& job, Goals goals, std::function<void(Race&)> race,
-         const char* remark = "");
+// Adds a row to the table; 'name' is its group, a slash, and its job.
+void row(const string& name, Goals goals, std::function<void(Race&)> race);
 
-// ---- the families, each in its own file
+// ---- the groups, each in its own file
 
 void textRows();
 void binaryRows();
@@ -97,6 +109,5 @@ string slurp(const string& path);
 double seconds(clockid_t clock = CLOCK_THREAD_CPUTIME_ID);
 std::uint64_t randomNumber();      // the same sequence in every run
 string proseOf(std::size_t size);  // compresses as text does
-// Runs a program with its output to a file that exists. False where it failed.
-bool spawn(std::vector<string> command, const string& output);
-double median(std::vector<double> values);
+// Runs a command of the shell with its output to a file. False where it failed.
+bool execute(const string& command, const string& output);
