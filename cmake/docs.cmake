@@ -26,6 +26,7 @@ list(TRANSFORM headers PREPEND ${PROJECT_BINARY_DIR}/include/zqplatform/)
 file(GLOB guides CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
 file(GLOB house_files CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/*.md)
 list(APPEND guides ${house_files})
+file(GLOB plots CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/performance/*.svg)
 
 # ---- the figures
 
@@ -57,10 +58,11 @@ file(WRITE ${doc_dir}/header.html "${page_head}")
 
 list(JOIN headers "\" \\\n                         \"" header_list)
 list(JOIN guides "\" \\\n                         \"" guide_list)
+list(JOIN plots "\" \\\n                         \"" plot_list)
 configure_file(${sources}/Doxyfile.in ${doc_dir}/Doxyfile @ONLY)
 
 file(GLOB tools CONFIGURE_DEPENDS ${sources}/*)
-set(built_from ${headers} ${guides} ${drawn} ${tools})
+set(built_from ${headers} ${guides} ${plots} ${drawn} ${tools})
 set(man_dir ${doc_dir}/man3)
 add_custom_command(OUTPUT ${doc_dir}/html/index.html
   COMMAND ${CMAKE_COMMAND} -E rm -rf ${doc_dir}/html
