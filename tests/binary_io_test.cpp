@@ -4,7 +4,6 @@
 
 #include <cmath>
 #include <random>
-#include <sys/mman.h>
 
 using Words = std::vector<unsigned int>;
 using Floats = std::vector<float>;
@@ -72,22 +71,17 @@ TEST(BinaryNumbers, AreBigEndianInMemoryAndOnStreams)
     const string all = array(4, "\0\x7F\x80\xFF", 1, 4) + array(4, shorts, 2, 2) +
                        array(8, words, 4, 2) + array(16, longs, 8, 2) + array(8, floats, 4, 2) +
                        array(16, doubles, 8, 2);
-    EXPECT_EQ(hex(all), "00 7F 80 FF 01 02 FF FE 01 02 03 04 80 00 00 00 01 02 03 04 05 06 07 08 "
-                        "FE DC BA 98 76 54 32 10 3F C0 00 00 BD CC CC CD 3F F8 00 00 00 00 00 00 "
-                        "BF B9 99 99 99 99 99 9A");
     EXPECT_EQ(hex(all), golden("raw.bin"));
 }
 
 TEST(BinaryNumbers, OfUndefinedSizeAreCopiedAndReportedAndNoneAreNotTouched)
 {
     CaptureErr err;
-    string back(6, '.'), streamed = back, line = "Error: undefined block size - 3\n";
-    ChunkSource source({"abcdef"}), untouched({"abcd"});
+    string back(6, '.'), line = "Error: undefined block size - 3\n";
+    ChunkSource untouched({"abcd"});
     EXPECT_EQ(array(6, "abcdef", 3, 2), "abcdef");
     EXPECT_EQ(ZQ_io_read_binary(raw("abcdef"), raw(back.data()), 3, 2), 6u);
-    EXPECT_EQ(ZQ_io_read_binary(source, raw(streamed.data()), 3, 2), 2u);
-    EXPECT_EQ(back + streamed, "ab....ab....");
-    EXPECT_EQ(err.text(), line + line + line + line);
+    EXPECT_EQ(back + err.text(), "ab...." + line + line + line);
 
     float number = 9;
     EXPECT_EQ(array(0, "", 4, 0) + array(0, "abcd", 0, 1) + array(0, nullptr, 4, 1), "");
@@ -96,73 +90,42 @@ TEST(BinaryNumbers, OfUndefinedSizeAreCopiedAndReportedAndNoneAreNotTouched)
     EXPECT_EQ(number, 9);
 }
 
-// A twin stream moves the same elements one by one. Both must agree in result, count, position
-// and hook calls, wherever the span ends and wherever the stream fails.
-TEST(BinaryNumbers, MoveAStreamLikeSingleElements)
+// A twin stream moves the same elements one by one. Both must agree in result, position and hook
+// calls, wherever the buffer ends and wherever the stream fails.
+TEST(BinaryNumbers, AreWrittenToAStreamLikeSingleElements)
 {
     const string bytes = sampleBytes(96);
     for (const unsigned int size : {2, 4, 8})
-        for (size_t cut = 0; cut < bytes.size(); ++cut) {
-            ChunkSource source({bytes.substr(0, cut), bytes.substr(cut, 30)}), twin = source;
-            string values(bytes.size(), '?'), single = values;
-            const zqsize_t got = ZQ_io_read_binary(source, raw(values.data()), size, 96 / size);
-            zqsize_t last = 0;
-            for (unsigned int i = 0; i < 96; i += size) last = twin.read(&single[i], size);
-            EXPECT_EQ(
-                std::tuple(got, values, source.count(), source.tell(), source.fills),
-                std::tuple(last, reversed(single, size), twin.count(), twin.tell(), twin.fills));
-
-            FailingSink sink(ZQ_STREAM_BUFSIZE + cut * 2);
-            sink.write(string(ZQ_STREAM_BUFSIZE - cut, 'x'));
-            FailingSink other = sink;
+        for (size_t room = 0; room < bytes.size(); ++room) {
+            FailingSink sink(ZQ_STREAM_BUFSIZE + room * 2);
+            sink.write(string(ZQ_STREAM_BUFSIZE - room, 'x'));
+            FailingSink twin = sink;
             EXPECT_EQ(ZQ_io_write_binary(sink, raw(bytes.data()), size, 96 / size), 96u);
             for (unsigned int i = 0; i < 96; i += size)
-                other.write(reversed(bytes, size).substr(i, size));
+                twin.write(reversed(bytes, size).substr(i, size));
             EXPECT_EQ(std::tuple(sink.count(), sink.flush(), sink.flushes, sink.taken),
-                      std::tuple(other.count(), other.flush(), other.flushes, other.taken));
+                      std::tuple(twin.count(), twin.flush(), twin.flushes, twin.taken));
         }
 }
 
-TEST(BinaryStrings, FollowTheirLengthAndHaveZerosWhereTheStreamEndsEarly)
+TEST(BinaryStrings, FollowTheirLength)
 {
     string all, back;
-    for (const string& text : {string(), string("hello"), string("\0\xFF\n", 3)}) {
-        const string bytes =
-            written(4 + text.size(), [&](auto&& dst) { return ZQ_io_write_binary(dst, text); });
-        EXPECT_TRUE(ZQ_io_read_binary(raw(bytes.data()), back) == bytes.size() && back == text);
-        all += bytes;
-    }
-    EXPECT_EQ(hex(all), "00 00 00 00 00 00 00 05 68 65 6C 6C 6F 00 00 00 03 00 FF 0A");
+    for (const string& text : {string(), string("hello"), string("\0\xFF\n", 3)})
+        all += written(4 + text.size(), [&](auto&& dst) { return ZQ_io_write_binary(dst, text); });
     EXPECT_EQ(hex(all), golden("strings.bin"));
-
-    const string five("\0\0\0\5", 4);
-    const std::tuple<std::vector<string>, zqsize_t, string> rows[] = {
-        {{}, 0, ""},
-        {{string("\0\0\1", 3)}, 3, string(256, '\0')},
-        {{five}, 4, string(5, '\0')},
-        {{five + "he"}, 6, string("he\0\0\0", 5)},
-        {{five.substr(0, 2), five.substr(2) + "he", "llo"}, 9, "hello"}};
-    for (const auto& [chunks, result, expected] : rows) {
-        ChunkSource source(chunks);
-        EXPECT_TRUE(ZQ_io_read_binary(source, back) == result && back == expected) << back;
-    }
+    ChunkSource cut({string("\0\0\0\5he", 6)});  // what is missing is zero
+    EXPECT_TRUE(ZQ_io_read_binary(cut, back) == 6 && back == string("he\0\0\0", 5));
 }
 
 TEST(PackedIntegers, FillTheBitsFromTheLeastSignificantOn)
 {
     const std::tuple<unsigned int, Words, string, Words> rows[] = {
         {3, {5, 1, 7, 2}, "CD 05", {5, 1, 7, 2}},
-        {8, {1, 2, 3, 4}, "01 02 03 04 00", {1, 2, 3, 4}},
-        {10, {1023, 1}, "FF 07 00", {1023, 1}},
-        {0, {1, 2, 3, 4, 5}, "00", {0, 0, 0, 0, 0}},
-        {32, {1, 0xFFFFFFFE}, "00 00 00 01 FF FF FF FE", {1, 0xFFFFFFFE}},
         {77, {1}, "00 00 00 01", {1}},
         // Values that do not fit spill up to the end of the byte where the next one begins,
-        {3, {255, 0}, "FF", {7, 7}},
         {3, {255, 0, 0, 0}, "FF 00", {7, 7, 3, 0}},
-        {5, {0, 4095, 0}, "E0 1F", {0, 31, 7}},
         // and not at all at widths of whole bytes.
-        {8, {511, 0}, "FF 00 00", {255, 0}},
         {16, {0x10001, 0}, "01 00 00 00 00", {1, 0}}};
     expectPacked(rows);
     // 31 * 138547333 is 2^32 + 27: an image of 27 bits has room for no value at all.
@@ -193,10 +156,6 @@ TEST(PackedFloats, FollowTheirRange)
 
 TEST(PackedWidths, AreWhatTheDataNeeds)
 {
-    const std::pair<Words, unsigned int> integers[] = {
-        {{}, 0}, {{0, 0}, 0}, {{1}, 1}, {{255, 3}, 8}, {{256}, 9}, {{1 << 30}, 31}, {{~0u}, 32}};
-    for (const auto& [values, width] : integers)
-        EXPECT_EQ(ZQ_io_util_calc_NumBits(values.data(), unsigned(values.size())), width);
     const std::tuple<Floats, float, unsigned int> floats[] = {
         {{}, 1.0f, 0},        {{0, 10}, 0.1f, 7},   {{0, 10}, 20.0f, 1}, {{0, 10}, 100.0f, 0},
         {{10, 0}, -5.0f, 32}, {{0, 10}, 1e-9f, 31}, {{0, 10}, 0.0f, 0},  {{NAN, 10}, 1.0f, 0}};
@@ -225,56 +184,34 @@ TEST(PackedArrays, AreTheGoldenFilesAtEveryWidth)
 }
 
 // ---- Every form of the loops, not only the one that this processor prefers: their sources are
-// compiled into the test program.
+// compiled into the test program. What the preferred form computes, the fuzz targets compare with
+// models. Blocks have their own size, so that AddressSanitizer sees every access behind them.
 
 const bool hasAvx2 = __builtin_cpu_supports("avx2");
 
-// Room for 'count' values where memory ends: one byte further, and the program stops.
-template <class T, int which> static T* atEdge(size_t count)
-{
-    constexpr size_t room = 16384, page = 4096;
-    static char* const base = raw<char>(
-        ::mmap(nullptr, room + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    ::mprotect(base + room, page, PROT_NONE);
-    return raw<T>(base + room) - count;
-}
-
-// The definition of the image: bit by bit, and bytes taken whole where a value has a part of one.
-static string packBits(const Words& values, unsigned int width)
-{
-    string image(values.size() * width / 8 + 1, '\0');
-    for (size_t i = 0; i < values.size(); ++i)
-        for (unsigned int bit = 0; bit < (width + 7) / 8 * 8; ++bit) {
-            const size_t at = (i * width + bit) / 8;
-            if (at <= (i + 1) * width / 8 && (values[i] >> bit & 1))
-                image[at] |= char(1 << ((i * width + bit) % 8));
-        }
-    return image;
-}
-
-// All that a set of forms computes of the numbers, at first the image.
+// All that a set of forms computes of the numbers.
 static string results(const PackForms& forms, const Words& numbers, unsigned int width)
 {
     const size_t count = numbers.size(), length = count * width / 8 + 1;
-    auto* image = atEdge<unsigned char, 0>(length);
-    auto* words = atEdge<unsigned int, 1>(count);
-    auto* values = atEdge<float, 2>(count);
-    std::memcpy(words, numbers.data(), 4 * count);
-    std::memcpy(values, numbers.data(), 4 * count);
-    forms.pack(image, words, count, width);
-    string all = string(raw<char>(image), length) + std::to_string(forms.join(words, count));
-    forms.unpack(image, words, count, width);
-    all.append(raw<char>(words), 4 * count);
+    std::vector<unsigned char> image(length);
+    Words words = numbers;
+    Floats values(count);
+    std::memcpy(values.data(), words.data(), 4 * count);
+    forms.pack(image.data(), words.data(), count, width);
+    string all(image.begin(), image.end());
+    all += std::to_string(forms.join(words.data(), count));
+    forms.unpack(image.data(), words.data(), count, width);
+    all.append(raw<char>(words.data()), 4 * count);
     float range[2] = {values[0], values[0]};
-    forms.extend(values, count, range[0], range[1]);
-    forms.quantise(words, values, count, range[1], 0.3f);
-    all.append(raw<char>(range), 8).append(raw<char>(words), 4 * count);
-    for (size_t i = 0; i < count; ++i) words[i] &= 0x7FFFFFFF;
-    forms.restore(values, words, count, 1.5f, range[0]);
-    return all.append(raw<char>(values), 4 * count);
+    forms.extend(values.data(), count, range[0], range[1]);
+    forms.quantise(words.data(), values.data(), count, range[1], 0.3f);
+    all.append(raw<char>(range), 8).append(raw<char>(words.data()), 4 * count);
+    for (unsigned int& word : words) word &= 0x7FFFFFFF;
+    forms.restore(values.data(), words.data(), count, 1.5f, range[0]);
+    return all.append(raw<char>(values.data()), 4 * count);
 }
 
-TEST(PackForms, GiveTheImageThatTheDefinitionGives)
+TEST(PackForms, AgreeInEveryBit)
 {
     std::mt19937 random(1);
     const unsigned int odd[] = {0, 0x80000000, 0x7FC00000, 0x7F800000, 0xFF7FFFFF, 0x5F000000};
@@ -283,11 +220,9 @@ TEST(PackForms, GiveTheImageThatTheDefinitionGives)
         Words numbers(1 + random() % (round % 3 == 0 ? 400 : 20));
         for (auto& x : numbers)
             x = mask & (random() % 16 < round % 7 ? odd[random() % 6] : random());
-        const string plain = results(plainForms(), numbers, width);
-        ASSERT_EQ(plain.find(packBits(numbers, width)), 0u) << width;
-        ASSERT_TRUE(results(hasAvx2 ? avx2Forms() : plainForms(), numbers, width) == plain);
-        const string back(raw<char>(numbers.data()), 4 * numbers.size());
-        ASSERT_TRUE(mask == ~0u || plain.find(back) != string::npos) << width;
+        ASSERT_TRUE(results(hasAvx2 ? avx2Forms() : plainForms(), numbers, width) ==
+                    results(plainForms(), numbers, width))
+            << width;
     }
 }
 
@@ -297,9 +232,9 @@ TEST(ReverseForms, ReverseEveryElement)
     for (const auto form : {reversePlain, hasAvx2 ? reverseSsse3 : reversePlain, reverseElements})
         for (const unsigned int size : {2, 4, 8})
             for (size_t total = 0; total <= bytes.size(); total += size) {
-                char *src = atEdge<char, 0>(total), *dst = atEdge<char, 1>(total);
-                std::memcpy(src, bytes.data(), total);
-                form(raw(dst), raw(src), size, total / size);
-                ASSERT_EQ(string(dst, total), reversed({src, total}, size));
+                const std::vector<char> src(bytes.begin(), bytes.begin() + long(total));
+                std::vector<char> dst(total);
+                form(raw(dst.data()), raw(src.data()), size, total / size);
+                ASSERT_EQ(string(dst.data(), total), reversed({src.data(), total}, size));
             }
 }

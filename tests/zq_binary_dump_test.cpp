@@ -14,7 +14,6 @@ TEST(BinaryRecords, AreFramedByTheirSizeAndComplainWhenItDiffers)
     zqosstream out;
     const string bodies[] = {"", "headertwelve", "\xC8\xC9\xCA\xCB\xCC\xCD\xCE\xCF\xD0\xD1"};
     for (const string& body : bodies) EXPECT_EQ(&(out << Blob(body)), &out);
-    EXPECT_EQ(hex(out.str().substr(4, 16)), "00 00 00 0C 68 65 61 64 65 72 74 77 65 6C 76 65");
     EXPECT_EQ(hex(out.str()), hex(readFile(ZQPLATFORM_TEST_DATA "/records.bin")));
 
     ChunkSource in({out.str()});
@@ -22,11 +21,10 @@ TEST(BinaryRecords, AreFramedByTheirSizeAndComplainWhenItDiffers)
         Blob blob(string(body.size(), '?'));
         EXPECT_TRUE(&(in >> blob) == &in && blob.body == body);
     }
-
-    CaptureErr err;  // sizes that differ: the stream stays where reading ended
-    ChunkSource other({string("\0\0\0\x0C...bytes.....", 16)});
+    CaptureErr err;
     Blob ten("ten..bytes");
-    EXPECT_EQ((other >> ten).tell(), 14);
+    ChunkSource other({string("\0\0\0\x0C...bytes.....", 16)});
+    EXPECT_EQ((other >> ten).tell(), 14);  // it stays where reading ended
     EXPECT_EQ(err.text(), "WARNING operator>>(zqistream& istr, ZQBinaryIO& obj) \n"
                           "Record size (12) is not equal to number of bytes read (10)\n");
 }
