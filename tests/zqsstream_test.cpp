@@ -1,18 +1,5 @@
 #include "support/streams.h"
 
-TEST(StringInput, IsAnInputStreamThatBorrowsOrCopies)
-{
-    const string bytes = sampleBytes(200000);
-    for (const bool copy : {false, true}) {
-        const auto make = [&] {
-            auto in = std::make_unique<zqisstream>();
-            EXPECT_TRUE(in->set(bytes.data(), bytes.size(), copy) && in->size() == bytes.size());
-            return in;
-        };
-        checkInput(make, bytes, true);
-    }
-}
-
 TEST(StringInput, KeepsItsBlockUntilItIsCleared)
 {
     zqisstream in;

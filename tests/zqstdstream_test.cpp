@@ -4,9 +4,6 @@
 
 TEST(StandardInput, ReadsToTheEndAndDetaches)
 {
-    const string bytes = sampleBytes(70000);
-    checkInput([&] { return std::make_unique<zqistdstream>(new std::istringstream(bytes), true); },
-               bytes, false);
     using Probe = DeleteProbe<std::istringstream>;
     int deleted = 0;
     auto text = new Probe(deleted, "text");
@@ -19,11 +16,11 @@ TEST(StandardInput, ReadsToTheEndAndDetaches)
     in.clear();
     EXPECT_EQ(deleted, 3);
 
-    std::istringstream failed, moved(string(100000, 'x'));
+    std::istringstream failed, moved(string(70000, 'x') + "behind");
     failed.setstate(std::ios::failbit);
     EXPECT_FALSE(in.set(&failed, false) || !zqistdstream(&failed, false).eof());
     EXPECT_TRUE(in.set(&moved, false) && in.skip(100) && in.seek(70000));
-    EXPECT_EQ(in.tell(), 70100);  // off by what was used up before the move
+    EXPECT_TRUE(in.tell() == 70100 && rest(in) == "behind");  // off by what was used up before
     std::istringstream throwing("0123456789");
     throwing.exceptions(std::ios::failbit | std::ios::eofbit);
     EXPECT_TRUE(in.set(&throwing, false) && in.read(got) == 10 && got == throwing.str());

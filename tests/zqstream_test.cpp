@@ -2,24 +2,6 @@
 
 #include <sys/stat.h>
 
-TEST(FileInput, IsAnInputStreamThatKnowsItsSize)
-{
-    TempDir dir;
-    const string bytes = sampleBytes(200000), name = dir / "f";
-    writeFile(name, bytes);
-    const long before = openDescriptors();
-    checkInput([&] { return std::make_unique<zqifstream>(name); }, bytes, false);
-    zqifstream in(name.c_str());
-    string got(4, 0);
-    for (const long pos : {150000L, 3L, 199999L}) {
-        EXPECT_TRUE(in.seek(pos) && in.tell() == pos && in.size() == 200000 && in.tell() == pos);
-        in.read(got, 10);
-        EXPECT_TRUE(got == bytes.substr(pos, 10) && !in.seek(200000) && !in.seek(-1)) << pos;
-    }
-    EXPECT_TRUE(in.pread(got.data(), 1, 100) == 1 && got[0] == bytes[100] && in.close());
-    EXPECT_EQ(openDescriptors(), before);
-}
-
 TEST(FileInput, AnswersAtTheEndAndWithoutAFile)
 {
     TempDir dir;
@@ -27,9 +9,8 @@ TEST(FileInput, AnswersAtTheEndAndWithoutAFile)
     writeFile(dir / "empty", "");
     string got;
     zqifstream in(dir / "f");
-    EXPECT_TRUE(rest(in) == "abcdef" && in.tell() == 0);  // the end resets the position,
-    EXPECT_TRUE(in.size() == 6 &&
-                rest(in) == "abcdef");  // and asking for the size rewinds the file
+    // The end resets the position, and asking for the size rewinds the file.
+    EXPECT_TRUE(rest(in) == "abcdef" && in.tell() == 0 && in.size() == 6 && rest(in) == "abcdef");
     for (const char* name : {"missing", "."}) {
         in.open(dir / name);
         EXPECT_TRUE(rest(in) == "" && in.eof() && in.size() == 0);
@@ -77,22 +58,13 @@ TEST(FileOutput, WritesAppendsAndCountsPositions)
     EXPECT_FALSE(out.openfd(-1, true) || out.write("x", 1) != 0 || out.open(dir.path) ||
                  out.append(static_cast<const char*>(nullptr)));
     EXPECT_EQ(openDescriptors(), before + 1);
-
-    zqiofstream both(dir / "h");
-    char at[4] = "";
-    both << "0123456789" << zqflush;
-    EXPECT_TRUE(both.pread(at, 3, 4) == 3 && at == string("456"));
 }
 
-TEST(FileOutput, FailsForGoodOnAShortWrite)
+TEST(FileOutput, FailsWithoutADescriptorAndWritesToStandardOutput)
 {
-    zqofstream full("/dev/full"), closed(12345);
-    EXPECT_TRUE(full.write(sampleBytes(65537)) == 0 && full.tell() == 65536 && !full.flush());
-    full << "kept" << zqendl;
-    EXPECT_FALSE(full.flush());
-    full.close();
+    zqofstream closed(12345);
     closed << 'x';
-    EXPECT_FALSE(closed.flush() || full.write("x", 1) != 0);
+    EXPECT_FALSE(closed.flush());
     CaptureOut out;
     zqofstream(1) << "text";
     zqout << " goes on" << zqendl;
@@ -125,16 +97,9 @@ TEST(Wrappers, OwnOrBorrowWhatTheyWrap)
                 out.write(string(70000, 'x')) == 0 && !out.set(nullptr, true) && deleted == 4);
 }
 
-TEST(Wrappers, ReadSeekAndSizeThroughTheSource)
+TEST(Wrappers, EndWithoutASource)
 {
-    const string bytes = sampleBytes(150000);
     zqisstream source;
-    const auto make = [&] {
-        auto in = std::make_unique<zqiwrapperstream>();
-        EXPECT_TRUE(source.set(bytes) && in->set(&source, false) && in->size() == bytes.size());
-        return in;
-    };
-    checkInput(make, bytes, true);
     zqiwrapperstream detached;
     unsigned char block[] = "block";
     EXPECT_TRUE(detached.open(block, 5) && rest(detached) == "block" && detached.eof());

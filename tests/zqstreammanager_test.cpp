@@ -10,12 +10,11 @@ static string gzipped(const string& bytes)
     return packed;
 }
 
-// What reading the name gives, or "(null)"; 'kind' becomes the type of stream that it opened.
-static string contents(const string& name, string* kind = nullptr)
+// What reading the name gives, or "(null)".
+static string contents(const string& name)
 {
     zqistream* in = ZQOpenIStream(name);
     if (!in) return "(null)";
-    if (kind) *kind = dynamic_cast<zqigzstream*>(in) ? "gzip" : "file";
     const string bytes = rest(*in);
     ZQCloseIStream(in);
     return bytes;
@@ -48,30 +47,26 @@ template <class Stream> static void countAndDelete(Stream* stream)
 TEST(Manager, FindsWhatANameHolds)
 {
     WorkingDir dir;
-    const string text = sampleBytes(100000), odd = "\x1F\x8C not gzip";
-    const std::tuple<const char*, string, const char*, string, string> rows[] = {
-        {"plain", text, "plain", text, "file"},
-        {"packed.gz", gzipped(text), "packed", text, "gzip"},
-        {"any.name", gzipped(text), "any.name", text, "gzip"},
-        {"text.gz", "plain text", "text.gz", "plain text", "file"},
-        {"empty", "", "empty", "", "file"},
-        {"one", "\x1F", "one", "\x1F", "file"},
-        {"odd", odd, "odd", odd, "file"},
-        {"short", "\x1F\x8B", "short", "", "gzip"},
-        {":colon", "x", ":colon", "x", "file"}};
+    const string text = sampleBytes(100000);
+    const std::tuple<const char*, string, const char*, string> rows[] = {
+        {"plain", text, "plain", text},
+        {"packed.gz", gzipped(text), "packed", text},
+        {"any.name", gzipped(text), "any.name", text},
+        {"text.gz", "plain text", "text.gz", "plain text"},
+        {"short", "\x1F\x8B", "short", ""},
+        {":colon", "x", ":colon", "x"}};
     const int before = openDescriptors();
-    for (const auto& [stored, bytes, opened, expected, expectedKind] : rows) {
+    for (const auto& [stored, bytes, opened, expected] : rows) {
         writeFile(stored, bytes);
-        string kind;
-        EXPECT_TRUE(contents(opened, &kind) == expected && kind == expectedKind) << opened;
+        EXPECT_TRUE(contents(opened) == expected) << opened;
     }
     EXPECT_TRUE(contents("missing") == "(null)" && !ZQOpenOStream("no/such/directory"));
+    ZQCloseOStream(ZQOpenOStream(nullptr));  // standard output
     std::filesystem::create_directory("a.gz.dir");
-    for (const char* name : {"out.gz", "out.gzz", "x.gz.txt", "a.gz.dir/f", "plain.out"}) {
+    for (const char* name : {"out.gzz", "a.gz.dir/f", "plain.out"}) {
         writeName(name, text);
-        string kind;
-        EXPECT_TRUE(contents(name, &kind) == text) << name;
-        EXPECT_EQ(kind, string(name) == "plain.out" ? "file" : "gzip") << name;
+        EXPECT_TRUE(contents(name) == text) << name;
+        EXPECT_EQ(readFile(name) == text, string(name) == "plain.out") << name;
     }
     EXPECT_EQ(openDescriptors(), before);
 }

@@ -1,4 +1,4 @@
-// Scripted streams, deletion probes, and the battery that every input stream passes.
+// Scripted streams and deletion probes.
 
 #pragma once
 
@@ -86,27 +86,4 @@ inline string sampleBytes(size_t n)
         c = "etaoin shrd\n\t\x1F\x8B\0\xFF"[state >> 16 & 15];
     }
     return bytes;
-}
-
-// What every input stream owes its callers. 'make' returns a fresh stream over 'bytes' as a
-// pointer that deletes it; seekable: it can go back to any position, and knows where it is.
-template <class Make> void checkInput(Make make, const string& bytes, bool seekable)
-{
-    string got, part;
-    for (const size_t step : {1, 2, 7, 4096, 65535, 65536, 65537}) {
-        auto in = make();
-        for (got.clear(); in->read(part, step) != 0;) got += part;
-        EXPECT_TRUE(in->eof() && got == bytes) << got.size() << " bytes in steps of " << step;
-    }
-    EXPECT_TRUE(rest(*make()) == bytes && !make()->skip(long(bytes.size()) + 1));
-    auto in = make();
-    const size_t half = bytes.size() / 2;
-    EXPECT_TRUE(in->skip(long(half)) && rest(*in) == bytes.substr(half));
-    if (!seekable) return;
-    for (const size_t pos : {half, size_t{0}, bytes.size() - 1, half / 2}) {
-        EXPECT_TRUE(in->seek(long(pos)) && in->tell() == long(pos)) << pos;
-        in->read(got, 100);
-        EXPECT_EQ(got, bytes.substr(pos, 100));
-    }
-    EXPECT_FALSE(in->seek(long(bytes.size())) || in->seek(-1));
 }
