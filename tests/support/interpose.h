@@ -18,7 +18,7 @@ struct Fault {
     {
         current = this;
     }
-    ~Fault() { current = nullptr; }
+    ~Fault() { lift(); }
     static void lift() { current = nullptr; }
     static const Fault* hit(const char* name);
 
