@@ -130,7 +130,7 @@ TEST(Manager, ReadsAndWritesTheStandardDescriptors)
         ::dup2(::open((dir / "out").c_str(), O_WRONLY | O_CREAT, 0600), 1);
         zqin.openfd(0, false);
         writeName("", contents(""));
-        ::_exit(one && ::fcntl(1, F_GETFD) != -1 ? 0 : 1);
+        endChild(one && ::fcntl(1, F_GETFD) != -1 ? 0 : 1);
     });
     EXPECT_TRUE(child.status == 0 && readFile(dir / "out") == bytes) << child.err;
 }

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -84,7 +85,12 @@ template <class Body> ChildResult runChild(Body body)
     CaptureErr captured;
     ChildResult result;
     const pid_t child = ::fork();
-    if (child == 0) endChild((body(), 0));
+    if (child == 0) {
+#ifdef ZQPLATFORM_COVERAGE
+        std::signal(SIGABRT, [](int) { ::fork() == 0 ? std::exit(0) : void(::wait(nullptr)); });
+#endif
+        endChild((body(), 0));
+    }
     EXPECT_EQ(::waitpid(child, &result.status, 0), child);
     result.err = captured.text();
     return result;
