@@ -177,6 +177,29 @@ TEST(StreamMembers, NeverLeadIntoForeignMemory)
 
 // ---- text
 
+TEST(StreamMembers, AnswerWithoutAResource)
+{
+    zqostream none;
+    zqowrapperstream empty;
+    zqistdstream noInput;
+    zqostdstream noOutput;
+    zqosstream text(string("ab"));
+    EXPECT_FALSE(none.open("name") || empty.seek(70000) || empty.flush() || noInput.seek(70000));
+    EXPECT_FALSE(noOutput.seek(70000) || zqistream().open(nullptr, 5) || empty.size() != 0);
+    EXPECT_EQ((text = *&text).str(), "ab");
+    EXPECT_TRUE(text.set("cd") && text.str() == "cd");
+    EXPECT_EQ(string(ZQIOError("why").what()) + ZQIOError(nullptr).what(), "why");
+    ChunkSource in({"xyz18446744073709551615 "});
+    signed char second = 0;
+    unsigned long number = 0;
+    in >> *[](zqistream& stream) -> zqistream& { return stream.skip(1), stream; } >> second;
+    in >> *[](zqstream& stream) -> zqstream& { return stream.seek(2), stream; };
+    in.skip(1);
+    in >> number;
+    EXPECT_TRUE(number == 0 && errno == ERANGE && second == 'y') << number;
+    errno = 0;
+}
+
 TEST(TextOutput, WritesWhatPrintfWrites)
 {
     EXPECT_EQ(written(short(-32768), (unsigned short)65535, -7, 7u, LONG_MIN, ~0ul),
