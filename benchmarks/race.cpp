@@ -7,6 +7,7 @@
 #include <malloc.h>
 #include <map>
 #include <random>
+#include <sys/resource.h>
 #include <unistd.h>
 
 // ---- the table
@@ -142,16 +143,16 @@ void Race::compare()
     }
 }
 
-void Race::run(double units, clockid_t clock)
+void Race::run(double units, double (*clock)())
 {
     const auto timed = [=](const Contestant& each) {
-        const double before = seconds(clock);
+        const double before = clock();
         for (int i = 0; i < each.repeats; ++i) benchmark::DoNotOptimize(each.pass());
-        return (seconds(clock) - before) / each.repeats;
+        return (clock() - before) / each.repeats;
     };
     compare();
     for (Contestant& each : _contestants)
-        each.repeats = std::max(1, static_cast<int>(turn / timed(each)));
+        each.repeats = static_cast<int>(std::max(1.0, turn / timed(each)));
     for (auto _ : _state) {
         double round = 0;
         for (Contestant& each : _contestants) {
@@ -170,11 +171,20 @@ void Race::run(double units, clockid_t clock)
 
 // ---- what the groups share
 
-double seconds(clockid_t clock)
+static double secondsOf(clockid_t clock)
 {
     struct timespec now;
     ::clock_gettime(clock, &now);
     return now.tv_sec + now.tv_nsec * 1e-9;
+}
+double threadSeconds() { return secondsOf(CLOCK_THREAD_CPUTIME_ID); }
+double wallSeconds() { return secondsOf(CLOCK_MONOTONIC); }
+double commandSeconds()
+{
+    struct rusage used;
+    ::getrusage(RUSAGE_CHILDREN, &used);
+    return used.ru_utime.tv_sec + used.ru_stime.tv_sec +
+           (used.ru_utime.tv_usec + used.ru_stime.tv_usec) * 1e-6;
 }
 
 std::uint64_t randomNumber()

@@ -27,6 +27,11 @@
 using namespace ZQPlatform;
 using std::string;
 
+// The work of this thread, that of commands that it ran, and the time of the wall's clock.
+double threadSeconds();
+double commandSeconds();
+double wallSeconds();
+
 class Race {
 public:
     Race(benchmark::State& state, const string& job) : _state(state), _job(job) {}
@@ -50,8 +55,8 @@ public:
     }
 
     // 'units': what one call of each handles. The default clock is that of this thread's work, so
-    // that other programs on the machine do not count; commands are timed by the wall's.
-    void run(double units, clockid_t clock = CLOCK_THREAD_CPUTIME_ID);
+    // that other programs on the machine do not count.
+    void run(double units, double (*clock)() = threadSeconds);
 
 private:
     using Pass = std::function<std::uint64_t()>;
@@ -106,7 +111,6 @@ const string& scratch();
 // A file there with this content.
 string scratchFile(const string& name, const string& content);
 string slurp(const string& path);
-double seconds(clockid_t clock = CLOCK_THREAD_CPUTIME_ID);
 std::uint64_t randomNumber();      // the same sequence in every run
 string proseOf(std::size_t size);  // compresses as text does
 // Runs a command of the shell with its output to a file. False where it failed.
