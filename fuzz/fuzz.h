@@ -61,9 +61,9 @@ public:
     string text(size_t most)
     {
         const size_t length = std::min(size(), most);
-        const string piece = bytes(byte());
-        string text;
-        while (text.size() < length) text += piece.empty() ? string(length, 'x') : piece;
+        string text = bytes(byte());
+        if (text.empty()) text = "x";
+        while (text.size() < length) text.append(text, 0, length - text.size());
         text.resize(length);
         return text;
     }

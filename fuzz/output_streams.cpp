@@ -8,7 +8,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, size_t size)
 {
     Input input(bytes, size);
-    SlowWriter model(ZQ_STREAM_BUFSIZE);
+    WriterModel model(ZQ_STREAM_BUFSIZE);
     MemoryFile target;
     zqosstream text, same;
     std::ostringstream standard;

@@ -1,28 +1,29 @@
-// The buffer of an output stream, one byte at a time.
+// The buffer of an output stream.
 
 #pragma once
 
 #include "fuzz.h"
 
 // A span of 'room' bytes, and what was handed on from it.
-struct SlowWriter {
-    explicit SlowWriter(size_t room) : span(room, '\0') {}
+struct WriterModel {
+    explicit WriterModel(size_t room) : span(room, '\0') {}
     void flush()
     {
         sent.append(span, 0, at);
         offset = relative ? long(at) : offset + long(at);
         at = 0;
     }
-    void put(char c)
-    {
-        if (at == span.size()) flush();
-        span[at++] = c;
-        written = std::max(written, at);
-    }
+    void put(char c) { write(string(1, c)); }
     void write(const string& text)
     {
-        if (text.empty() && at == span.size()) flush();
-        for (char c : text) put(c);
+        size_t done = 0;
+        do {
+            if (at == span.size()) flush();
+            const size_t n = text.copy(&span[at], span.size() - at, done);
+            done += n;
+            at += n;
+            written = std::max(written, at);
+        } while (done < text.size());
     }
     string span, sent;
     size_t at = 0, written = 0;  // in the span: the next byte; behind the last byte ever written
@@ -31,7 +32,7 @@ struct SlowWriter {
 };
 
 template <class Number>
-void putNumber(Input& input, zqostream& out, SlowWriter& model, const char* format)
+void putNumber(Input& input, zqostream& out, WriterModel& model, const char* format)
 {
     Number number{};
     const string bytes = input.bytes(sizeof number);
@@ -43,7 +44,7 @@ void putNumber(Input& input, zqostream& out, SlowWriter& model, const char* form
 }
 
 // One writing call, chosen by the input, on a stream and on its model.
-inline void writeOnce(Input& input, zqostream& out, SlowWriter& model)
+inline void writeOnce(Input& input, zqostream& out, WriterModel& model)
 {
     string text;
     switch (input.upTo(15)) {
