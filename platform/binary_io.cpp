@@ -262,31 +262,20 @@ zqsize_t valuesInImage(unsigned int width, unsigned int count)
     return zqsize_t(width) * count == bits ? count : bits / width;
 }
 
-// Packs an array piece by piece into one image. Every piece but the last has whole groups, and so
-// ends with a byte; a last value that is too wide may spill into the first byte behind it.
-class Packer {
-public:
-    Packer(unsigned char* image, unsigned int width) : _at(image), _width(width) {}
-
-    void add(const unsigned int* values, zqsize_t count)
-    {
-        packForms().pack(_at, values, count, _width);
-        *_at = static_cast<unsigned char>(*_at | _spill);
-        _at += count / groupSize * _width;
-        _spill = *_at;
-    }
-
-private:
-    unsigned char* _at;
-    unsigned int _width;
-    unsigned char _spill = 0;
-};
-
-// Calls use(i, n) for consecutive pieces of n values from the i-th on, n at most 'piece'.
-template <class Use> void inPieces(zqsize_t count, zqsize_t piece, Use use)
+// Packs an array piece by piece into one image, by calls of pack(image, i, n) for n values from
+// the i-th on. Every piece but the last has whole groups, and so ends with a byte; a last value
+// that is too wide may spill into the first byte behind it.
+template <class Pack>
+void packInPieces(unsigned char* image, zqsize_t count, unsigned int width, Pack pack)
 {
-    for (zqsize_t i = 0; i < count; i += piece)
-        use(i, std::min(piece, count - i));
+    unsigned char spill = 0;
+    for (zqsize_t i = 0; i < count; i += packPiece) {
+        const zqsize_t n = std::min(packPiece, count - i);
+        pack(image, i, n);
+        *image = static_cast<unsigned char>(*image | spill);
+        image += n / groupSize * width;
+        spill = *image;
+    }
 }
 
 void clearBehind(unsigned char* image, zqsize_t packed, unsigned int width, unsigned int count)
@@ -298,11 +287,11 @@ void clearBehind(unsigned char* image, zqsize_t packed, unsigned int width, unsi
 void packIntegers(unsigned char* image, const unsigned int* values, unsigned int width,
                   unsigned int count)
 {
-    constexpr zqsize_t pieceSize = 2048;  // stays in the cache between looking and packing
     const zqsize_t packed = valuesInImage(width, count);
     clearBehind(image, packed, width, count);
-    Packer packer(image, width);
-    inPieces(packed, pieceSize, [&](zqsize_t i, zqsize_t n) { packer.add(values + i, n); });
+    packInPieces(image, packed, width, [=](unsigned char* at, zqsize_t i, zqsize_t n) {
+        packForms().pack(at, values + i, n, width);
+    });
 }
 
 void unpackIntegers(const unsigned char* image, unsigned int* values, unsigned int width,
@@ -401,8 +390,6 @@ zqsize_t ZQ_io_read_binary_compressed(zqistream& src, unsigned int* values, unsi
 
 namespace {
 
-constexpr zqsize_t floatPieceSize = 512;  // values whose integers stand on the stack meanwhile
-
 struct Range {
     float max = 0;
     float min = 0;
@@ -426,11 +413,8 @@ void packFloats(unsigned char* image, const float* values, unsigned int width, u
     if (isEmpty)
         return;
     const float factor = (1.0f / (range.max - range.min)) * static_cast<float>(valueMask(width));
-    Packer packer(image, width);
-    inPieces(packed, floatPieceSize, [&](zqsize_t i, zqsize_t n) {
-        unsigned int numbers[floatPieceSize];
-        packForms().quantise(numbers, values + i, n, range.min, factor);
-        packer.add(numbers, n);
+    packInPieces(image, packed, width, [=](unsigned char* at, zqsize_t i, zqsize_t n) {
+        packForms().packFloats(at, values + i, n, width, range.min, factor);
     });
 }
 
@@ -444,11 +428,7 @@ void unpackFloats(const unsigned char* image, float* values, unsigned int width,
         std::fill(values, values + count, step);
         return;
     }
-    inPieces(packed, floatPieceSize, [&](zqsize_t i, zqsize_t n) {
-        unsigned int numbers[floatPieceSize];
-        packForms().unpack(image + i / groupSize * width, numbers, n, width);
-        packForms().restore(values + i, numbers, n, range.min, step);
-    });
+    packForms().unpackFloats(image, values, packed, width, range.min, step);
     std::fill(values + packed, values + count, 0.0f * step + range.min);
 }
 

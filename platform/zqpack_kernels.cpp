@@ -12,6 +12,7 @@ namespace {
 
 constexpr zqsize_t groupSize = 8;  // so many values of w bits fill w whole bytes
 constexpr unsigned int wordBits = 64;
+constexpr unsigned int widest = 31;
 
 // A word as it stands in an image, and back.
 std::uint64_t littleEndian(std::uint64_t word)
@@ -50,24 +51,26 @@ constexpr GroupMasks writtenBits(unsigned int width)
     return masks;
 }
 
-// What 'plan' gives for each width.
-template <class Plan> constexpr auto forEachWidth(Plan plan)
+// What 'plan' gives for each width from 'first' to 'last'.
+template <unsigned int first, unsigned int last, class Plan> constexpr auto forWidths(Plan plan)
 {
-    std::array<decltype(plan(0u)), 32> all{};
-    for (unsigned int width = 0; width < all.size(); ++width)
-        all[width] = plan(width);
+    std::array<decltype(plan(first)), last - first + 1> all{};
+    for (unsigned int width = first; width <= last; ++width)
+        all[width - first] = plan(width);
     return all;
 }
 
-constexpr auto groupMasks = forEachWidth(writtenBits);
+constexpr auto groupMasks = forWidths<0, widest>(writtenBits);
 
-void packPlain(unsigned char* image, const unsigned int* values, zqsize_t count, unsigned int width)
+// 'number' gives the i-th of the integers to be packed.
+template <class Number>
+void packEach(unsigned char* image, zqsize_t count, unsigned int width, Number number)
 {
     const GroupMasks& masks = groupMasks[width];
     std::uint64_t word = 0;
     unsigned int filled = 0;
     for (zqsize_t i = 0; i < count; ++i) {
-        const std::uint64_t value = values[i] & masks[i % groupSize];
+        const std::uint64_t value = number(i) & masks[i % groupSize];
         word |= value << filled;
         filled += width;
         if (filled < wordBits)
@@ -82,8 +85,14 @@ void packPlain(unsigned char* image, const unsigned int* values, zqsize_t count,
     std::memcpy(image, &bytes, filled / 8 + 1);
 }
 
-void unpackPlain(const unsigned char* image, unsigned int* values, zqsize_t count,
-                 unsigned int width)
+void packPlain(unsigned char* image, const unsigned int* values, zqsize_t count, unsigned int width)
+{
+    packEach(image, count, width, [=](zqsize_t i) { return values[i]; });
+}
+
+// 'put' takes the i-th of the integers.
+template <class Put>
+void unpackEach(const unsigned char* image, zqsize_t count, unsigned int width, Put put)
 {
     const zqsize_t length = imageLength(count, width);
     const std::uint64_t mask = (std::uint64_t(1) << width) - 1;
@@ -97,13 +106,19 @@ void unpackPlain(const unsigned char* image, unsigned int* values, zqsize_t coun
     };
     zqsize_t i = 0;
     for (; i < count && bit / 8 + sizeof(std::uint64_t) <= length; ++i)
-        values[i] = takeFrom(image + bit / 8);
+        put(i, takeFrom(image + bit / 8));
     // The last values of the image, from a copy with room behind them.
     for (; i < count; ++i) {
         unsigned char end[sizeof(std::uint64_t)] = {};
         std::memcpy(end, image + bit / 8, length - bit / 8);
-        values[i] = takeFrom(end);
+        put(i, takeFrom(end));
     }
+}
+
+void unpackPlain(const unsigned char* image, unsigned int* values, zqsize_t count,
+                 unsigned int width)
+{
+    unpackEach(image, count, width, [=](zqsize_t i, unsigned int value) { values[i] = value; });
 }
 
 void extendPlain(const float* values, zqsize_t count, float& max, float& min)
@@ -116,17 +131,27 @@ void extendPlain(const float* values, zqsize_t count, float& max, float& min)
     }
 }
 
-void quantisePlain(unsigned int* numbers, const float* values, zqsize_t count, float min,
-                   float factor)
+unsigned int quantise(float value, float min, float factor)
 {
-    for (zqsize_t i = 0; i < count; ++i)
-        numbers[i] = lowWord((values[i] - min) * factor + 0.5f);
+    return lowWord((value - min) * factor + 0.5f);
 }
 
-void restorePlain(float* values, const unsigned int* numbers, zqsize_t count, float min, float step)
+void packFloatsPlain(unsigned char* image, const float* values, zqsize_t count, unsigned int width,
+                     float min, float factor)
 {
-    for (zqsize_t i = 0; i < count; ++i)
-        values[i] = static_cast<float>(static_cast<int>(numbers[i])) * step + min;
+    packEach(image, count, width, [=](zqsize_t i) { return quantise(values[i], min, factor); });
+}
+
+float restore(unsigned int number, float min, float step)
+{
+    return static_cast<float>(static_cast<int>(number)) * step + min;
+}
+
+void unpackFloatsPlain(const unsigned char* image, float* values, zqsize_t count,
+                       unsigned int width, float min, float step)
+{
+    unpackEach(image, count, width,
+               [=](zqsize_t i, unsigned int number) { values[i] = restore(number, min, step); });
 }
 
 // ---- AVX2
@@ -143,10 +168,9 @@ ZQ_AVX2 void storeWords(unsigned int* p, __m256i words)
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), words);
 }
 
-ZQ_AVX2 __m256i wordPairs(unsigned int lowLane0, unsigned int lowLane1, unsigned int highLane0,
-                          unsigned int highLane1)
+ZQ_AVX2 __m256i loadSteps(const void* p)
 {
-    return _mm256_setr_epi64x(lowLane0, lowLane1, highLane0, highLane1);
+    return _mm256_load_si256(static_cast<const __m256i*>(p));
 }
 
 ZQ_AVX2 unsigned int joinAvx2(const unsigned int* values, zqsize_t count)
@@ -163,18 +187,57 @@ ZQ_AVX2 unsigned int joinAvx2(const unsigned int* values, zqsize_t count)
     return joinPlain(words, groupSize) | joinPlain(values + i, count - i);
 }
 
-// The two functions below pack groups of values that fit, as far as their stores stay in front of
-// 'end', and return how many values that were. They store bytes behind the last group, too, which
-// are for the caller to write again.
+// The integers to be packed, eight from the i-th on: as they stand.
+struct Integers {
+    const unsigned int* values;
+
+    ZQ_AVX2 __m256i operator()(zqsize_t i) const { return loadWords(values + i); }
+};
+
+// Eight floats of which one has a number that does not fit 32 bits, if cut to an integer.
+[[gnu::cold]] ZQ_AVX2 __m256i quantiseEach(const float* values, float min, float factor)
+{
+    unsigned int eight[groupSize];
+    for (zqsize_t i = 0; i < groupSize; ++i)
+        eight[i] = quantise(values[i], min, factor);
+    return loadWords(eight);
+}
+
+// Those of packed floats, which are joined on the way.
+struct QuantisedFloats {
+    const float* values;
+    float min, factor;
+    __m256i all;
+
+    ZQ_AVX2 __m256i operator()(zqsize_t i)
+    {
+        const __m256 above = _mm256_sub_ps(_mm256_loadu_ps(values + i), _mm256_set1_ps(min));
+        const __m256 scaled = _mm256_mul_ps(above, _mm256_set1_ps(factor));
+        __m256i eight = _mm256_cvttps_epi32(_mm256_add_ps(scaled, _mm256_set1_ps(0.5f)));
+        // A conversion to 32 bits cannot tell what does not fit them, and gives the lowest number.
+        if (_mm256_movemask_ps(_mm256_castsi256_ps(eight)) != 0)
+            eight = quantiseEach(values + i, min, factor);
+        all = _mm256_or_si256(all, eight);
+        return eight;
+    }
+};
+
+// The two functions below pack groups of integers that fit, as far as their stores stay in front
+// of 'end', and return how many integers that were. They store bytes behind the last group, too,
+// which are for the caller to write again.
 
 // Widths up to 16, two groups at a time: the values in 16 bits each, joined to pairs and fours.
-ZQ_AVX2 zqsize_t packNarrowGroups(unsigned char* image, const unsigned char* end,
-                                  const unsigned int* values, zqsize_t count, unsigned int width)
+template <class Numbers>
+ZQ_AVX2 zqsize_t packNarrowGroups(unsigned char* image, const unsigned char* end, Numbers numbers,
+                                  zqsize_t count, unsigned int width)
 {
-    const __m256i zero = _mm256_setzero_si256();
     const auto shift = [](unsigned int bits) { return _mm_cvtsi32_si128(static_cast<int>(bits)); };
     const __m128i pairShift = shift(16 - width), fourShift = shift(32 - 2 * width);
     const __m128i upLow = shift(4 * width), upHigh = shift(wordBits - 4 * width);
+    // The first of two lanes moves up to the second: by a product where no shift has its own count
+    // for each lane.
+    const __m256i toSecond = _mm256_set1_epi32(static_cast<int>((1u << 16) | 1u << (16 - width)));
+    const __m256i toSecondPair = _mm256_set1_epi64x(32 - 2 * static_cast<int>(width));
     const auto store = [&image](zqsize_t offset, __m128i words) {
         _mm_storel_epi64(reinterpret_cast<__m128i*>(image + offset), words);
     };
@@ -182,14 +245,9 @@ ZQ_AVX2 zqsize_t packNarrowGroups(unsigned char* image, const unsigned char* end
     zqsize_t done = 0;
     for (; count - done >= 2 * groupSize && end - image >= std::ptrdiff_t(width) + 16;
          done += 2 * groupSize) {
-        const __m256i each =
-            _mm256_packus_epi32(loadWords(values + done), loadWords(values + done + groupSize));
-        const __m256i pairs =
-            _mm256_or_si256(_mm256_blend_epi16(each, zero, 0xAA),
-                            _mm256_srl_epi32(_mm256_blend_epi16(zero, each, 0xAA), pairShift));
-        const __m256i fours =
-            _mm256_or_si256(_mm256_blend_epi32(pairs, zero, 0xAA),
-                            _mm256_srl_epi64(_mm256_blend_epi32(zero, pairs, 0xAA), fourShift));
+        const __m256i each = _mm256_packus_epi32(numbers(done), numbers(done + groupSize));
+        const __m256i pairs = _mm256_srl_epi32(_mm256_mullo_epi16(each, toSecond), pairShift);
+        const __m256i fours = _mm256_srl_epi64(_mm256_sllv_epi32(pairs, toSecondPair), fourShift);
         // Four values of each group in the lower lane, the other four in the upper lane.
         const __m128i upper = _mm256_extracti128_si256(fours, 1);
         const __m128i low =
@@ -205,126 +263,198 @@ ZQ_AVX2 zqsize_t packNarrowGroups(unsigned char* image, const unsigned char* end
     return done;
 }
 
-// Any width. A group goes into two 128-bit lanes of four values each. The second half of the image
-// begins 4 * width bits behind the first, for odd widths in the middle of a byte that both share.
-ZQ_AVX2 zqsize_t packGroups(unsigned char* image, const unsigned char* end,
-                            const unsigned int* values, zqsize_t count, unsigned int width)
+constexpr unsigned int firstWide = 17;
+
+// How a group of wider values is put together. Its pairs p, of 2 * width bits each, are formed at
+// the upper end of 64-bit lanes. The image of the group is made of
+//
+//   lane       0              1              2              3
+//   right      p0             p1, its end    p2             p3, its end
+//   left       p1             p2             p3             nothing
+//
+// where 'right' shifts pairs down to where the lane goes on with them, and 'left' moves the next
+// lane's pair up behind. Of p2, lane 1 needs what shares a byte with p1: odd widths have the upper
+// 128 bits begin with the next byte, 4 bits into p2. What else is in lane 1 is overwritten by them.
+struct WideSteps {
+    alignas(32) std::uint32_t pairs[8], nextPairs[8];
+    alignas(32) std::uint64_t right[4], left[4];
+};
+
+constexpr WideSteps planWide(unsigned int width)
 {
-    const zqsize_t half = width / 2;
-    const unsigned int odd = width % 2 * 4;
-    const __m256i zero = _mm256_setzero_si256();
-    const __m128i pairShift = _mm_cvtsi32_si128(static_cast<int>(32 - width));
-    const __m256i quadLeft = wordPairs(2 * width, wordBits, 2 * width, wordBits);
-    const __m256i quadRight =
-        wordPairs(wordBits, wordBits - 2 * width, wordBits, wordBits - 2 * width);
-    const __m256i oddLeft = wordPairs(0, 0, odd, odd);
-    const __m256i oddRight = wordPairs(wordBits, wordBits, wordBits, wordBits - odd);
-    // Byte 'half' of the lower lane, to the start of the upper one.
-    alignas(16) std::uint8_t sharedFrom[16];
-    std::fill_n(sharedFrom, sizeof sharedFrom, std::uint8_t(0x80));
-    if (odd)
-        sharedFrom[0] = static_cast<std::uint8_t>(half);
-    const __m128i sharedByte = _mm_load_si128(reinterpret_cast<const __m128i*>(sharedFrom));
+    const unsigned int apart = 32 - width, odd = width % 2 * 4;
+    return {{apart, 0, apart, 0, apart, 0, apart, 0},
+            {apart, 0, 0, 0, apart, 0, apart, 0},  // of p2, the first value will do
+            {apart, 3 * apart, apart + odd, 3 * apart + odd},
+            {3 * width - 32, 4 * width - 64, 3 * width - 32 - odd, wordBits}};
+}
+
+constexpr auto wideSteps = forWidths<firstWide, widest>(planWide);
+
+// Widths from firstWide on. Looks at two values behind the group.
+ZQ_AVX2 zqsize_t packWideGroups(unsigned char* image, const unsigned char* end,
+                                const unsigned int* values, zqsize_t count, unsigned int width)
+{
+    const WideSteps& steps = wideSteps[width - firstWide];
+    const __m256i pairs = loadSteps(steps.pairs), nextPairs = loadSteps(steps.nextPairs);
+    const __m256i right = loadSteps(steps.right), left = loadSteps(steps.left);
+    const zqsize_t half = (width + 1) / 2;
 
     zqsize_t done = 0;
-    for (; count - done >= groupSize && end - image >= std::ptrdiff_t(half + 16);
+    for (; count - done >= groupSize + 2 && end - image >= std::ptrdiff_t(half + 16);
          done += groupSize) {
-        const __m256i eight = loadWords(values + done);
-        // Each 64-bit lane: two values, 2 * width bits.
-        const __m256i pairs =
-            _mm256_or_si256(_mm256_blend_epi32(eight, zero, 0xAA),
-                            _mm256_srl_epi64(_mm256_blend_epi32(zero, eight, 0xAA), pairShift));
-        // Each 128-bit lane: four values, 4 * width bits.
-        const __m256i second = _mm256_unpackhi_epi64(pairs, pairs);
-        __m256i quads = _mm256_or_si256(_mm256_sllv_epi64(second, quadLeft),
-                                        _mm256_srlv_epi64(second, quadRight));
-        quads = _mm256_or_si256(quads, _mm256_blend_epi32(pairs, zero, 0xCC));
-        // The upper lane moved into its place in the shared byte.
-        const __m256i carry = _mm256_srlv_epi64(_mm256_slli_si256(quads, 8), oddRight);
-        quads = _mm256_or_si256(_mm256_sllv_epi64(quads, oddLeft), carry);
-        const __m128i low = _mm256_castsi256_si128(quads);
-        const __m128i high =
-            _mm_or_si128(_mm256_extracti128_si256(quads, 1), _mm_shuffle_epi8(low, sharedByte));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(image), low);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(image + half), high);
+        const __m256i own = _mm256_sllv_epi32(loadWords(values + done), pairs);
+        const __m256i next = _mm256_sllv_epi32(loadWords(values + done + 2), nextPairs);
+        const __m256i group =
+            _mm256_or_si256(_mm256_srlv_epi64(own, right), _mm256_sllv_epi64(next, left));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(image), _mm256_castsi256_si128(group));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(image + half),
+                         _mm256_extracti128_si256(group, 1));
         image += width;
     }
     return done;
 }
 
+ZQ_AVX2 zqsize_t packGroups(unsigned char* image, const unsigned char* end,
+                            const unsigned int* values, zqsize_t count, unsigned int width)
+{
+    return width < firstWide ? packNarrowGroups(image, end, Integers{values}, count, width)
+                             : packWideGroups(image, end, values, count, width);
+}
+
 // What the functions for groups leave over at the end of an array is less than this.
 constexpr zqsize_t restBytes = 128;
-constexpr zqsize_t restValues = 2 * groupSize;
+constexpr zqsize_t restValues = 128;
+constexpr zqsize_t lastValues = 3 * groupSize;  // of these, two groups are packed
 
 ZQ_AVX2 void packAvx2(unsigned char* image, const unsigned int* values, zqsize_t count,
                       unsigned int width)
 {
     if (width == 0 || joinAvx2(values, count) >> width != 0)
         return packPlain(image, values, count, width);
-    const auto groups = width <= 16 ? packNarrowGroups : packGroups;
     const unsigned char* const end = image + imageLength(count, width);
-    zqsize_t done = groups(image, end, values, count, width);
+    zqsize_t done = packGroups(image, end, values, count, width);
     image += done / groupSize * width;
 
     // The rest in a block with room behind it, the last values filled up with zeros.
-    unsigned char rest[restBytes] = {};
+    unsigned char rest[restBytes];
     unsigned char* at = rest;
-    const zqsize_t more = groups(at, rest + restBytes, values + done, count - done, width);
+    const zqsize_t more = packGroups(at, rest + restBytes, values + done, count - done, width);
     at += more / groupSize * width;
     done += more;
-    unsigned int last[restValues] = {};
+    unsigned int last[lastValues];
+    for (zqsize_t i = 0; i < lastValues; i += groupSize)
+        storeWords(last + i, _mm256_setzero_si256());
     std::copy(values + done, values + count, last);
-    groups(at, rest + restBytes, last, restValues, width);
+    packGroups(at, rest + restBytes, last, lastValues, width);
     std::memcpy(image, rest, static_cast<zqsize_t>(end - image));
 }
 
-// How a group is taken apart. The image of its first four values lies in 16 bytes from its start,
-// that of the others in 16 bytes from width / 2 on. In each half, 'front' moves the bytes of the
-// first and second value to 64-bit lanes, 'back' those of the third and fourth; the shifts then
-// drop the bits in front of the value.
-struct UnpackSteps {
-    alignas(32) std::uint8_t front[32], back[32];
-    alignas(32) std::uint64_t frontShift[4], backShift[4];
+ZQ_AVX2 void packFloatsAvx2(unsigned char* image, const float* values, zqsize_t count,
+                            unsigned int width, float min, float factor)
+{
+    QuantisedFloats numbers{values, min, factor, _mm256_setzero_si256()};
+    zqsize_t done = 0;
+    if (width != 0 && width < firstWide) {
+        const unsigned char* const end = image + imageLength(count, width);
+        done = packNarrowGroups<QuantisedFloats&>(image, end, numbers, count, width);
+        unsigned int all[groupSize];
+        storeWords(all, numbers.all);
+        if (joinPlain(all, groupSize) >> width != 0)
+            done = 0;
+    }
+
+    // The rest, or all of them, as integers.
+    unsigned int rest[packPiece];
+    zqsize_t i = done;
+    for (; i + groupSize <= count; i += groupSize)
+        storeWords(rest + i - done, numbers(i));
+    for (; i < count; ++i)
+        rest[i - done] = quantise(values[i], min, factor);
+    packAvx2(image + done / groupSize * width, rest, count - done, width);
+}
+
+// Where unpacked integers go, eight from the i-th on: as they are, and as floats.
+struct ToIntegers {
+    unsigned int* values;
+
+    ZQ_AVX2 void operator()(zqsize_t i, __m256i eight) const { storeWords(values + i, eight); }
 };
 
-constexpr void planValue(std::uint8_t* lane, std::uint64_t& shift, unsigned int firstBit)
+struct ToFloats {
+    float* values;
+    float min, step;
+
+    ZQ_AVX2 void operator()(zqsize_t i, __m256i eight) const
+    {
+        const __m256 scaled = _mm256_mul_ps(_mm256_cvtepi32_ps(eight), _mm256_set1_ps(step));
+        _mm256_storeu_ps(values + i, _mm256_add_ps(scaled, _mm256_set1_ps(min)));
+    }
+};
+
+// How a group is taken apart. The image of its first four values lies in 16 bytes from its start,
+// that of the others in 16 bytes from width / 2 on. Each value's bytes are moved to the start of a
+// lane; shifts then drop the bits in front of the value.
+template <class Word>
+constexpr void planValue(std::uint8_t* lane, Word& shift, unsigned int firstBit)
 {
     shift = firstBit % 8;
-    for (unsigned int i = 0; i < 8; ++i) {
+    for (unsigned int i = 0; i < sizeof(Word); ++i) {
         const unsigned int byte = firstBit / 8 + i;
         lane[i] = static_cast<std::uint8_t>(byte < 16 ? byte : 0x80);
     }
 }
 
-constexpr UnpackSteps planUnpack(unsigned int width)
+constexpr unsigned int firstBitOf(unsigned int half, unsigned int i, unsigned int width)
 {
-    UnpackSteps steps{};
-    for (unsigned int half = 0; half < 2; ++half) {
-        const unsigned int firstBit = half * (4 * width % 8);
-        for (unsigned int i = 0; i < 2; ++i) {
-            const zqsize_t lane = 2 * zqsize_t(half) + i;
-            planValue(steps.front + 8 * lane, steps.frontShift[lane], firstBit + i * width);
-            planValue(steps.back + 8 * lane, steps.backShift[lane], firstBit + (i + 2) * width);
-        }
-    }
+    return half * (4 * width % 8) + i * width;
+}
+
+// Up to 25 bits and the 7 in front of them fit 32-bit lanes, which have the order of the values.
+constexpr unsigned int firstLong = 26;
+
+struct ShortSteps {
+    alignas(32) std::uint8_t bytes[32];
+    alignas(32) std::uint32_t shift[8];
+};
+
+constexpr ShortSteps planShort(unsigned int width)
+{
+    ShortSteps steps{};
+    for (unsigned int lane = 0; lane < 8; ++lane)
+        planValue(steps.bytes + 4 * lane, steps.shift[lane], firstBitOf(lane / 4, lane % 4, width));
     return steps;
 }
 
-constexpr auto unpackSteps = forEachWidth(planUnpack);
+// Others have 64-bit lanes: 'front' those of the first and second value of each half, 'back' those
+// of the third and fourth.
+struct LongSteps {
+    alignas(32) std::uint8_t front[32], back[32];
+    alignas(32) std::uint64_t frontShift[4], backShift[4];
+};
 
-ZQ_AVX2 __m256i loadSteps(const void* p)
+constexpr LongSteps planLong(unsigned int width)
 {
-    return _mm256_load_si256(static_cast<const __m256i*>(p));
+    LongSteps steps{};
+    for (unsigned int half = 0; half < 2; ++half)
+        for (unsigned int i = 0; i < 2; ++i) {
+            const zqsize_t lane = 2 * zqsize_t(half) + i;
+            planValue(steps.front + 8 * lane, steps.frontShift[lane], firstBitOf(half, i, width));
+            planValue(steps.back + 8 * lane, steps.backShift[lane], firstBitOf(half, i + 2, width));
+        }
+    return steps;
 }
 
+constexpr auto shortSteps = forWidths<0, firstLong - 1>(planShort);
+constexpr auto longSteps = forWidths<firstLong, widest>(planLong);
+
 // Unpacks groups as far as 16-byte loads stay in front of 'end'; returns how many values that were.
-ZQ_AVX2 zqsize_t unpackGroups(const unsigned char* image, const unsigned char* end,
-                              unsigned int* values, zqsize_t count, unsigned int width)
+// 'take' makes eight values, with more bits above them, of the two halves of a group.
+template <class Take, class Put>
+ZQ_AVX2 zqsize_t unpackBy(Take take, const unsigned char* image, const unsigned char* end, Put put,
+                          zqsize_t count, unsigned int width)
 {
     const zqsize_t half = width / 2;
-    const UnpackSteps& steps = unpackSteps[width];
-    const __m256i front = loadSteps(steps.front), frontShift = loadSteps(steps.frontShift);
-    const __m256i back = loadSteps(steps.back), backShift = loadSteps(steps.backShift);
     const __m256i mask = _mm256_set1_epi32(static_cast<int>((1u << width) - 1));
 
     zqsize_t done = 0;
@@ -332,14 +462,46 @@ ZQ_AVX2 zqsize_t unpackGroups(const unsigned char* image, const unsigned char* e
          done += groupSize) {
         const __m256i bytes = _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(image + half),
                                                   reinterpret_cast<const __m128i*>(image));
-        const __m256i first = _mm256_srlv_epi64(_mm256_shuffle_epi8(bytes, front), frontShift);
-        const __m256i last = _mm256_srlv_epi64(_mm256_shuffle_epi8(bytes, back), backShift);
-        const __m256 eight =
-            _mm256_shuffle_ps(_mm256_castsi256_ps(first), _mm256_castsi256_ps(last), 0x88);
-        storeWords(values + done, _mm256_and_si256(_mm256_castps_si256(eight), mask));
+        put(done, _mm256_and_si256(take(bytes), mask));
         image += width;
     }
     return done;
+}
+
+struct TakeShort {
+    __m256i bytes, shift;
+
+    ZQ_AVX2 __m256i operator()(__m256i halves) const
+    {
+        return _mm256_srlv_epi32(_mm256_shuffle_epi8(halves, bytes), shift);
+    }
+};
+
+struct TakeLong {
+    __m256i front, frontShift, back, backShift;
+
+    ZQ_AVX2 __m256i operator()(__m256i halves) const
+    {
+        const __m256i first = _mm256_srlv_epi64(_mm256_shuffle_epi8(halves, front), frontShift);
+        const __m256i last = _mm256_srlv_epi64(_mm256_shuffle_epi8(halves, back), backShift);
+        return _mm256_castps_si256(
+            _mm256_shuffle_ps(_mm256_castsi256_ps(first), _mm256_castsi256_ps(last), 0x88));
+    }
+};
+
+template <class Put>
+ZQ_AVX2 zqsize_t unpackGroups(const unsigned char* image, const unsigned char* end, Put put,
+                              zqsize_t count, unsigned int width)
+{
+    if (width < firstLong) {
+        const ShortSteps& steps = shortSteps[width];
+        const TakeShort take{loadSteps(steps.bytes), loadSteps(steps.shift)};
+        return unpackBy(take, image, end, put, count, width);
+    }
+    const LongSteps& steps = longSteps[width - firstLong];
+    const TakeLong take{loadSteps(steps.front), loadSteps(steps.frontShift), loadSteps(steps.back),
+                        loadSteps(steps.backShift)};
+    return unpackBy(take, image, end, put, count, width);
 }
 
 ZQ_AVX2 void unpackAvx2(const unsigned char* image, unsigned int* values, zqsize_t count,
@@ -348,19 +510,34 @@ ZQ_AVX2 void unpackAvx2(const unsigned char* image, unsigned int* values, zqsize
     if (width == 0)
         return unpackPlain(image, values, count, width);
     const unsigned char* const end = image + imageLength(count, width);
-    zqsize_t done = unpackGroups(image, end, values, count, width);
+    zqsize_t done = unpackGroups(image, end, ToIntegers{values}, count, width);
     image += done / groupSize * width;
 
     // The rest from a block with room behind it.
     unsigned char rest[restBytes] = {};
     std::memcpy(rest, image, static_cast<zqsize_t>(end - image));
     const unsigned char* at = rest;
-    const zqsize_t more = unpackGroups(at, rest + restBytes, values + done, count - done, width);
+    const zqsize_t more =
+        unpackGroups(at, rest + restBytes, ToIntegers{values + done}, count - done, width);
     at += more / groupSize * width;
     done += more;
     unsigned int last[groupSize];
-    unpackGroups(at, rest + restBytes, last, groupSize, width);
+    unpackGroups(at, rest + restBytes, ToIntegers{last}, groupSize, width);
     std::copy_n(last, count - done, values + done);
+}
+
+ZQ_AVX2 void unpackFloatsAvx2(const unsigned char* image, float* values, zqsize_t count,
+                              unsigned int width, float min, float step)
+{
+    if (width == 0)
+        return unpackFloatsPlain(image, values, count, width, min, step);
+    const unsigned char* const end = image + imageLength(count, width);
+    const zqsize_t done = unpackGroups(image, end, ToFloats{values, min, step}, count, width);
+
+    unsigned int rest[restValues];
+    unpackAvx2(image + done / groupSize * width, rest, count - done, width);
+    for (zqsize_t i = done; i < count; ++i)
+        values[i] = restore(rest[i - done], min, step);
 }
 
 // The first zero among the values, for a largest or smallest value that is zero: vectors lose
@@ -398,51 +575,19 @@ ZQ_AVX2 void extendAvx2(const float* values, zqsize_t count, float& max, float& 
         min = firstZero(values, count, oldMin);
 }
 
-ZQ_AVX2 void quantiseAvx2(unsigned int* numbers, const float* values, zqsize_t count, float min,
-                          float factor)
-{
-    const __m256 allMin = _mm256_set1_ps(min), allFactor = _mm256_set1_ps(factor);
-    const __m256 rounding = _mm256_set1_ps(0.5f);
-    const __m256i misfit = _mm256_set1_epi32(INT32_MIN);
-    zqsize_t i = 0;
-    for (; i + groupSize <= count; i += groupSize) {
-        const __m256 above = _mm256_sub_ps(_mm256_loadu_ps(values + i), allMin);
-        const __m256i eight =
-            _mm256_cvttps_epi32(_mm256_add_ps(_mm256_mul_ps(above, allFactor), rounding));
-        storeWords(numbers + i, eight);
-        // What the 32-bit conversion cannot tell is left to the one that can.
-        const __m256i misfits = _mm256_cmpeq_epi32(eight, misfit);
-        if (_mm256_movemask_epi8(misfits) != 0)
-            quantisePlain(numbers + i, values + i, groupSize, min, factor);
-    }
-    quantisePlain(numbers + i, values + i, count - i, min, factor);
-}
-
-ZQ_AVX2 void restoreAvx2(float* values, const unsigned int* numbers, zqsize_t count, float min,
-                         float step)
-{
-    const __m256 allMin = _mm256_set1_ps(min), allStep = _mm256_set1_ps(step);
-    zqsize_t i = 0;
-    for (; i + groupSize <= count; i += groupSize) {
-        const __m256 eight = _mm256_cvtepi32_ps(loadWords(numbers + i));
-        _mm256_storeu_ps(values + i, _mm256_add_ps(_mm256_mul_ps(eight, allStep), allMin));
-    }
-    restorePlain(values + i, numbers + i, count - i, min, step);
-}
-
 }  // namespace
 
 const PackForms& plainForms()
 {
-    static const PackForms forms = {joinPlain,   packPlain,     unpackPlain,
-                                    extendPlain, quantisePlain, restorePlain};
+    static const PackForms forms = {joinPlain,   packPlain,       unpackPlain,
+                                    extendPlain, packFloatsPlain, unpackFloatsPlain};
     return forms;
 }
 
 const PackForms& avx2Forms()
 {
-    static const PackForms forms = {joinAvx2,   packAvx2,     unpackAvx2,
-                                    extendAvx2, quantiseAvx2, restoreAvx2};
+    static const PackForms forms = {joinAvx2,   packAvx2,       unpackAvx2,
+                                    extendAvx2, packFloatsAvx2, unpackFloatsAvx2};
     return forms;
 }
 

@@ -11,6 +11,10 @@
 
 namespace ZQPlatform {
 
+// Arrays are packed by so many values at a time: they stay in the cache between looking and
+// packing, and the integers of floats may stand on the stack meanwhile.
+constexpr zqsize_t packPiece = 2048;
+
 struct PackForms {
     // All values, joined by OR: the highest bit set is that of the largest value.
     unsigned int (*join)(const unsigned int* values, zqsize_t count);
@@ -26,13 +30,13 @@ struct PackForms {
     // value (a zero of the other sign) or a NaN is not taken.
     void (*extend)(const float* values, zqsize_t count, float& max, float& min);
 
-    // (value - min) * factor + 0.5 as lowWord() has it.
-    void (*quantise)(unsigned int* numbers, const float* values, zqsize_t count, float min,
-                     float factor);
+    // Packs (value - min) * factor + 0.5 as lowWord() has it, for up to packPiece values.
+    void (*packFloats)(unsigned char* image, const float* values, zqsize_t count,
+                       unsigned int width, float min, float factor);
 
-    // number * step + min, for numbers below 2^31.
-    void (*restore)(float* values, const unsigned int* numbers, zqsize_t count, float min,
-                    float step);
+    // number * step + min, of the numbers in the image.
+    void (*unpackFloats)(const unsigned char* image, float* values, zqsize_t count,
+                         unsigned int width, float min, float step);
 };
 
 // The low 32 bits of the value, cut to a signed 64-bit integer. What does not fit that, NaN

@@ -198,16 +198,15 @@ static string results(const PackForms& forms, const Words& numbers, unsigned int
     Floats values(count);
     std::memcpy(values.data(), words.data(), 4 * count);
     forms.pack(image.data(), words.data(), count, width);
-    string all(image.begin(), image.end());
-    all += std::to_string(forms.join(words.data(), count));
+    string all = std::to_string(forms.join(words.data(), count));
+    all.append(image.begin(), image.end());
     forms.unpack(image.data(), words.data(), count, width);
     all.append(raw<char>(words.data()), 4 * count);
     float range[2] = {values[0], values[0]};
     forms.extend(values.data(), count, range[0], range[1]);
-    forms.quantise(words.data(), values.data(), count, range[1], 0.3f);
-    all.append(raw<char>(range), 8).append(raw<char>(words.data()), 4 * count);
-    for (unsigned int& word : words) word &= 0x7FFFFFFF;
-    forms.restore(values.data(), words.data(), count, 1.5f, range[0]);
+    forms.packFloats(image.data(), values.data(), count, width, range[1], 0.3f);
+    all.append(raw<char>(range), 8).append(image.begin(), image.end());
+    forms.unpackFloats(image.data(), values.data(), count, width, 1.5f, range[0]);
     return all.append(raw<char>(values.data()), 4 * count);
 }
 
