@@ -112,27 +112,42 @@ bool uncompressZstd(std::string& out, ZSTD_inBuffer in, Context<ZSTD_DStream>& c
     return true;
 }
 
-// ---- gzip; the streams are too large for a small stack
+// ---- gzip; the streams are too large for a small stack, and take one allocation together
+
+struct GzipWriter {
+    GzipWriter() { gzip.set(&text, false); }
+
+    zqosstream text;
+    zqogzstream gzip;
+};
+
+struct GzipReader {
+    GzipReader(const char* data, std::size_t length)
+    {
+        source.set(data, length, false);
+        gzip.set(&source, false);
+    }
+
+    zqisstream source;
+    zqigzstream gzip;
+};
 
 bool compressGzip(std::string& out, const char* data, std::size_t length)
 {
-    const auto text = std::make_unique<zqosstream>();
-    const auto gzip = std::make_unique<zqogzstream>(text.get(), false);
-    gzip->write(data, length);
-    gzip->clear();
-    out = text->str();
+    const auto writer = std::make_unique<GzipWriter>();
+    writer->gzip.write(data, length);
+    writer->gzip.clear();
+    out = writer->text.str();
     return true;
 }
 
 bool uncompressGzip(std::string& out, const char* data, std::size_t length)
 {
-    const auto source = std::make_unique<zqisstream>();
-    source->set(data, length, false);
-    const auto gzip = std::make_unique<zqigzstream>(source.get(), false);
+    const auto reader = std::make_unique<GzipReader>(data, length);
     char block[gzipBlockSize];
     zqsize_t got;
     do {
-        got = gzip->read(block, sizeof block);
+        got = reader->gzip.read(block, sizeof block);
         out.append(block, got);
     } while (got == sizeof block);
     return true;
