@@ -85,10 +85,9 @@ void report(const char* what, const gz_stream& gz)
 // The next chunk of the source. False, and nothing to read, where it has no more.
 bool readChunk(gz_stream& gz, zqistream* source)
 {
-    if (source)
-        source->read(gz.in_buffer, chunkSize);
+    source->read(gz.in_buffer, chunkSize);
     gz.zstream.next_in = gz.in_buffer;
-    gz.zstream.avail_in = source ? static_cast<uInt>(source->count()) : 0;
+    gz.zstream.avail_in = static_cast<uInt>(source->count());
     return gz.zstream.avail_in != 0;
 }
 
@@ -229,7 +228,7 @@ bool holdsPlainData(const gz_stream& gz)
 // Begins to read at the source's position. True if a member header stands there.
 bool gzi_init(zqistream* source, gz_stream& gz)
 {
-    if (!source || source->eof())
+    if (source->eof())
         return false;
     const bool wasPlain = gz.transparent != 0;
     endOrphan(gz);
@@ -342,7 +341,7 @@ bool zqigzstream::_zqset(zqistream*)
 
 bool zqigzstream::_zqfill()
 {
-    if (stream && _gz) {
+    if (stream) {
         if (fillChunk())
             return true;
         _gz->ended = true;
@@ -378,7 +377,7 @@ bool zqigzstream::fillChunk()
             _eof = false;
             return true;
         }
-        if (gz.at_eof && !holdsPlainData(gz))
+        if (gz.at_eof)
             return false;
     }
     return false;
@@ -386,7 +385,7 @@ bool zqigzstream::fillChunk()
 
 bool zqigzstream::_zqseek(long pos)
 {
-    if (!stream || !_gz || pos < 0)
+    if (!stream || pos < 0)
         return false;
     const bool hasBadStart = _offset == 0 && _end == _buf && _gz->zerr < 0;
     if (pos < _offset || hasBadStart) {
@@ -410,7 +409,7 @@ bool zqigzstream::_zqseek(long pos)
 
 zqsize_t zqigzstream::_zqsize()
 {
-    if (!stream || !_gz)
+    if (!stream)
         return 0;
     gz_stream& gz = *_gz;
     if (!gz.header_ok && (gz.zerr != Z_OK || gz.transparent || !gzi_init(stream, gz)))
@@ -521,7 +520,7 @@ void zqogzstream::finish()
 
 void zqogzstream::_zqclear()
 {
-    if (stream && _gz)
+    if (stream)
         finish();
 }
 
@@ -573,7 +572,7 @@ bool zqogzstream::compressBuffer()
 
 bool zqogzstream::_zqflush()
 {
-    if (!stream || !_gz)
+    if (!stream)
         return refuseFlush();
     if ((!_gz->header_ok && !startMember()) || !_gz->initialised)
         return false;

@@ -19,7 +19,9 @@ std::string textOf(const char* s)
 
 std::string textOf(const unsigned char* data, zqsize_t len)
 {
-    return data ? std::string(reinterpret_cast<const char*>(data), len) : std::string();
+    if (!data)
+        return std::string();
+    return std::string(reinterpret_cast<const char*>(data), len);
 }
 
 }  // namespace

@@ -191,7 +191,8 @@ bool zqofstream::append(const char* name)
     _zqclose();
     resetClosed();
     _begin = _buf;
-    return openFile(name, O_WRONLY | O_CREAT | O_APPEND) && attached();
+    openFile(name, O_WRONLY | O_CREAT | O_APPEND);  // attached() tells
+    return attached();
 }
 
 bool zqofstream::append(const std::string& name)

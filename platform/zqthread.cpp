@@ -75,8 +75,6 @@ ZQCondition::ZQCondition() : _block(new Block())
 
 ZQCondition::~ZQCondition()
 {
-    if (!_block)
-        return;
     check(::pthread_cond_destroy(&_block->cond), "Unable to destroy cond in ZQCondition");
     check(::pthread_mutex_destroy(&_block->mutex), "Unable to destroy mutex in ZQCondition");
 }
