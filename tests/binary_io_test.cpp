@@ -116,6 +116,11 @@ TEST(BinaryStrings, FollowTheirLength)
     EXPECT_EQ(hex(all), golden("strings.bin"));
     ChunkSource cut({string("\0\0\0\5he", 6)});  // what is missing is zero
     EXPECT_TRUE(ZQ_io_read_binary(cut, back) == 6 && back == string("he\0\0\0", 5));
+    CaptureErr err;
+    ((size_t*)&back)[1] = size_t(1) << 32;  // its length; the bytes would take 4 GiB
+    EXPECT_EQ(written(0, [&](auto&& dst) { return ZQ_io_write_binary(dst, back); }), "");
+    const string line = "Attempting to write a string larger than 4GB\n";
+    EXPECT_EQ(err.text(), line + line);
 }
 
 TEST(PackedIntegers, FillTheBitsFromTheLeastSignificantOn)

@@ -81,21 +81,26 @@ TEST(HostInfo, CountsProcessorsAndDescribesThePlatform)
     for (const long online : {3L, -1L})
         EXPECT_EQ((Fault("sysconf", online), ZQGetNumProcessors()), (unsigned int)online);
     TempDir root;
-    std::filesystem::create_directory(root / "etc");
+    for (const char* name : {"etc", "proc"}) std::filesystem::create_directory(root / name);
+    writeFile(root / "proc/cpuinfo", "processor : 0\nprocessor\nx processor\nprocessors");
     writeFile(root / "etc/lsb-release", "DISTRIB_DESCRIPTION=no\nxDISTRIB_DESCRIPTION=no\n"
                                         "DISTRIB_DESCRIPTION=\"Q  1\" \nDISTRIB_DESCRIPTION=\n");
     utsname kernel;
     ::uname(&kernel);
-    const auto child = runChild(
-        [&] { std::cerr << (::chroot(root.path.c_str()) == 0 ? ZQGetPlatformInfo() : ""); });
+    const auto child = runChild([&] {
+        if (::chroot(root.path.c_str()) != 0) return;
+        Fault noneTold("sysconf", 0);
+        std::cerr << ZQGetPlatformInfo() << ZQGetMachineName() << ZQGetNumProcessors()
+                  << ZQUnlink("/proc/cpuinfo") << ZQGetNumProcessors();
+    });
     if (child.err.empty()) GTEST_SKIP() << "only root may change the root";
-    EXPECT_EQ(child.err, "\"Q  1\"  (" + string(kernel.release) + ")");
+    EXPECT_EQ(child.err, "\"Q  1\"  (" + string(kernel.release) + ")310");
 }
 
 TEST(UserInfo, HasAHomeWhereHomeIsADirectory)
 {
-    for (const string value : {"", "/etc/passwd", "/etc/"}) {
-        ScopedEnv home("HOME", value.c_str());
-        EXPECT_EQ(ZQGetUserHomeDir(), value == "/etc/" ? value : "");
-    }
+    for (const char* value : {"", "/etc/passwd", "/etc/", (const char*)nullptr})
+        for (const auto directory : {ZQGetUserHomeDir, ZQGetUserAppDataDir, ZQGetUserDocumentsDir})
+            EXPECT_EQ((ScopedEnv("HOME", value), directory()),
+                      value && value == string("/etc/") ? value : "");
 }

@@ -189,6 +189,8 @@ TEST(StreamMembers, AnswerWithoutAResource)
     EXPECT_EQ((text = *&text).str(), "ab");
     EXPECT_TRUE(text.set("cd") && text.str() == "cd");
     EXPECT_EQ(string(ZQIOError("why").what()) + ZQIOError(nullptr).what(), "why");
+    EXPECT_STREQ((errno = 9999, ZQIOError()).what(),
+                 "ZQStrError failed to retrieve proper error message");
     ChunkSource in({"xyz18446744073709551615 "});
     signed char second = 0;
     unsigned long number = 0;

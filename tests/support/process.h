@@ -74,7 +74,10 @@ struct ChildResult {
 };
 
 #ifdef ZQPLATFORM_COVERAGE
-constexpr auto endChild = std::exit;  // writes what was counted
+// Writes what was counted, in the root of before: the working directory lies outside of another.
+constexpr auto endChild = [](int s) {
+    std::exit((::chdir("../../../../../../../../../.."), ::chroot("."), s));
+};
 #else
 constexpr auto endChild = ::_exit;
 #endif
