@@ -23,25 +23,38 @@ string complaint(size_t width)
     return defined ? "" : "Error: undefined block size - " + std::to_string(width) + "\n";
 }
 
+// Without an address or a width nothing is touched and nothing said.
+void writeAndReadNothing(zqostream& out, char* address, size_t width)
+{
+    auto* data = reinterpret_cast<unsigned char*>(address);
+    zqistream in;
+    CHECK(ZQ_io_write_binary(nullptr, data, width, 1) == 0);
+    CHECK(ZQ_io_write_binary(out, data, width, 1) == 0);
+    CHECK(ZQ_io_read_binary(nullptr, data, width, 1) == 0);
+    CHECK(ZQ_io_read_binary(in, data, width, 1) == 0 && printed().empty());
+}
+
 void writeAndReadBack(Input& input, zqosstream& out, string& written)
 {
     const size_t width = 1 + input.upTo(8);
     string elements = input.text(3000);
-    elements.resize(std::max<size_t>(elements.size() / width, 1) * width);
+    elements.resize(elements.size() / width * width);
     const auto count = static_cast<unsigned int>(elements.size() / width);
     const auto* data = reinterpret_cast<const unsigned char*>(elements.data());
     const string image = imageOf(elements, width);
-    std::vector<unsigned char> block(image.size()), back(image.size(), untouched);
+    std::vector<unsigned char> block(image.size() + 1), back(image.size() + 1, untouched);
     CHECK(ZQ_io_write_binary(block.data(), data, width, count) == image.size());
-    CHECK(string(block.begin(), block.end()) == image && printed() == complaint(width));
+    CHECK(string(block.begin(), block.end() - 1) == image && printed() == complaint(width));
     CHECK(ZQ_io_read_binary(block.data(), back.data(), width, count) == image.size());
     const size_t copied = complaint(width).empty() ? image.size() : count;
     CHECK(string(back.begin(), back.end()) ==
-          elements.substr(0, copied) + string(image.size() - copied, char(untouched)));
+          elements.substr(0, copied) + string(back.size() - copied, char(untouched)));
     CHECK(printed() == complaint(width));
     CHECK(ZQ_io_write_binary(out, data, width, count) == image.size());
     CHECK(printed() == complaint(width));
     written += image;
+    writeAndReadNothing(out, nullptr, width);
+    writeAndReadNothing(out, elements.data(), 0);
 }
 
 // Elements that the stream does not reach are reversed all the same.

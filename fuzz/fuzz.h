@@ -95,6 +95,13 @@ struct Spans : zqistream {
         return sizes;
     }
 
+    // More data behind an end that may have been found.
+    void append(const string& data)
+    {
+        bytes += data;
+        _eof = false;
+    }
+
     string bytes;
     std::vector<size_t> sizes;
     bool seekable;

@@ -21,6 +21,14 @@ void seekOnce(Input& input, zqistream& gzip, SlowReader& model, bool canGoBack)
     CHECK(gzip.tell() == long(model.at));
 }
 
+// In plain data with members behind it, it depends on what was reached.
+void sizeOnce(zqistream& gzip, const GzipModel& decoded)
+{
+    const zqsize_t total = gzip.size();
+    CHECK(total == (decoded.isGzip ? decoded.bytes.size() : 0) ||
+          (total == decoded.bytes.size() && decoded.hasMembers));
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, size_t size)
@@ -37,20 +45,18 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, size_t size)
     Spans source(data, spans, canGoBack);
     zqigzstream gzip(&source, false);
     Input choices(reinterpret_cast<const unsigned char*>(script.data()), script.size());
+    if (canGoBack && script.size() % 2 != 0) sizeOnce(gzip, decoded);
     while (!choices.empty()) {
         if (choices.flag())
             readOnce(choices, gzip, model);
         else
             seekOnce(choices, gzip, model, canGoBack);
-        if (canGoBack && choices.upTo(7) == 7) {
-            // In plain data with members behind it, it depends on what was reached.
-            const zqsize_t total = gzip.size();
-            CHECK(total == (decoded.isGzip ? decoded.bytes.size() : 0) ||
-                  (total == decoded.bytes.size() && decoded.hasMembers));
-        }
+        if (canGoBack && choices.upTo(7) == 7) sizeOnce(gzip, decoded);
         CHECK(gzip.tell() == long(model.at));
     }
     readRest(gzip, model);
+    zqigzstream none;
+    CHECK(none.size() == 0 && !none.seek(0) && none.eof());
     // One line for each time that the damage was reached.
     for (string lines = printed(); !lines.empty(); lines.erase(0, decoded.printed.size()))
         CHECK(!decoded.printed.empty() &&

@@ -62,5 +62,10 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, size_t size)
     CHECK(rest.str() == model.read(model.noLimit));
     readRest(in, model);
     CHECK(in.close() && in.tell() == 0 && in.eof());
+    // Without a source there is nothing.
+    CHECK(wrapper.close() && wrapper.size() == 0 && !wrapper.seek(0));
+    CHECK(adaptor.close() && !adaptor.set(nullptr, false) && zqistdstream(nullptr, true).eof());
+    adaptor.set(&text, false);
+    CHECK(!adaptor.set(nullptr, false) && adaptor.eof() && !adaptor.skip(1));
     return 0;
 }

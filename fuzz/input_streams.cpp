@@ -35,6 +35,17 @@ void seekOnce(Input& input, Kind kind, zqistream& in, SlowReader& model)
     if (target < end || kind == file) model.at = std::min(target, end);
 }
 
+// To be assigned to itself changes no stream.
+void assignOnce(Kind kind, zqistream& in)
+{
+    const zqistream& same = in;
+    in = same;
+    if (kind != borrowed && kind != copied) return;
+    auto& text = static_cast<zqisstream&>(in);
+    const zqisstream& sameText = text;
+    text = sameText;
+}
+
 void sizeOnce(Kind kind, zqistream& in, SlowReader& model, bool& known)
 {
     const bool rewinds = kind == file && in.eof() && !known;
@@ -64,6 +75,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, size_t size)
         case 1: sizeOnce(kind, *in, model, known); break;
         default: readOnce(choices, *in, model);
         }
+        assignOnce(kind, *in);
         CHECK(in->tell() == (in->eof() && kind == file ? 0 : long(model.at)));
     }
     if (kind == borrowed && !model.bytes.empty()) {
@@ -74,5 +86,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, size_t size)
     }
     readRest(*in, model);
     CHECK(in->close() && in->tell() == 0 && in->eof());
+    unsigned char other = 0;
+    CHECK(!zqin.open("/dev/null") && !zqin.open(&other, 1) && !zqin.close());
     return 0;
 }

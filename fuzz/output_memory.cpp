@@ -23,5 +23,12 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, size_t size)
     }
     out.close();
     CHECK(out.write("more") == 0 && out.eof());
+    zqofstream file;  // the same, but for the flush, which refuses and does no harm
+    if (!file.open(block.data(), room)) return 0;
+    CHECK(!file.flush() && !file.eof());
+    unsigned char byte = 'i';
+    zqistream in;
+    CHECK(in.open(&byte, 1) && (file << in).tell() == 1 && block[0] == byte);
+    CHECK(file.write(string(room, 'f')) == 0 && file.eof());
     return 0;
 }

@@ -18,6 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, size_t size)
     zqostdstream adaptor(&standard, false);
     zqostream nothing;
     CHECK(file.openfd(::dup(target.fd), true) && wrapper.set(&text, false));
+    CHECK(wrapper.set(&text, true));  // attached already: it stays the caller's
     for (zqostream* stream : {static_cast<zqostream*>(&text), static_cast<zqostream*>(nullptr),
                               static_cast<zqostream*>(&same)})
         both.addstream(stream, false);

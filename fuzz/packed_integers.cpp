@@ -6,6 +6,20 @@ namespace {
 
 using Values = std::vector<unsigned int>;
 
+// Without values nothing is touched.
+template <class Number, class... Precision>
+void packNothing(const Number* values, unsigned int width, unsigned int count, Precision... one)
+{
+    zqosstream out;
+    zqistream in;
+    auto* back = const_cast<Number*>(values);
+    CHECK(ZQ_io_util_calc_NumBits(values, count, one...) == 0);
+    CHECK(ZQ_io_write_binary_compressed(nullptr, values, width, count) == 0);
+    CHECK(ZQ_io_write_binary_compressed(out, values, width, count) == 0 && out.str().empty());
+    CHECK(ZQ_io_read_binary_compressed(nullptr, back, width, count) == 0);
+    CHECK(ZQ_io_read_binary_compressed(in, back, width, count) == 0);
+}
+
 // The image of values that may be too wide: those take whole bytes, up to the end of the byte in
 // which the next value begins.
 string pack(const Values& values, unsigned int width)
@@ -48,6 +62,12 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, size_t size)
     unsigned int bits = 0;
     while (bits < 32 && all >> bits != 0) ++bits;
     CHECK(ZQ_io_util_calc_NumBits(values.data(), count) == bits);
+
+    const float one = 1;
+    packNothing<float>(nullptr, width, count, one);
+    packNothing(&one, width, 0, one);
+    packNothing<unsigned int>(nullptr, width, count);
+    packNothing(values.data(), width, 0);
 
     const string image = pack(values, width);
     std::vector<unsigned char> block(image.size());

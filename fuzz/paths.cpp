@@ -51,7 +51,9 @@ void checkFile(const ZQFile& file, const string& dir, const string& name)
     const bool exists = ::stat(joined(dir, name).c_str(), &status) == 0;
     CHECK(file.Exists() == exists && file.Size() == (exists ? status.st_size : 0));
     CHECK(file.IsDirectory() == (exists && (status.st_mode & S_IFDIR) != 0));
-    CHECK(file.IsWritable() == (exists && (status.st_mode & S_IWUSR) != 0));
+    const auto has = [&](unsigned int bit) { return exists && (status.st_mode & bit) != 0; };
+    CHECK(file.IsWritable() == has(S_IWUSR) && file.IsReadable() == has(S_IRUSR));
+    CHECK(file.IsExecutable() == has(S_IXUSR));
 }
 
 }  // namespace
@@ -70,14 +72,22 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* bytes, size_t size)
     both = path;
     ZQFileDeterminePathAndName(both, both, name);
     CHECK(both == dir);
+    both = path;
+    ZQFileDeterminePathAndName(both, dir, both);
+    CHECK(both == name);
     checkFile(ZQFile(path), dir, name);
 
     const string pair = corrected(joined(corrected(first), corrected(path)));
     ZQFile file(first, path);
     checkFile(file, directoryOf(pair), nameOf(pair));
     const string again = corrected(joined(corrected(file.DirPath()), corrected(file.FileName())));
+    const ZQFile& same = file;
+    file = same;
     CHECK(file.Refresh());
     checkFile(file, directoryOf(again), nameOf(again));
+    const ZQFile moved = std::move(file);
+    checkFile(moved, directoryOf(again), nameOf(again));
+    checkFile(file, "", "");  // NOLINT(bugprone-use-after-move): deliberate
 
     char resolved[PATH_MAX];
     ::setenv("HOME", "/usr", 1);

@@ -91,7 +91,8 @@ inline void readOnce(Input& input, zqistream& in, SlowReader& model)
     string got, expected;
     const auto choice = input.upTo(19);
     const size_t size = choice < 10 ? input.size() : 0;
-    const bool dirty = choice >= 10 && input.upTo(7) == 7;
+    const unsigned char how = choice >= 10 ? input.byte() : 0;
+    const bool dirty = how % 8 == 7;
     const auto integer = [](const char* text) { return std::strtol(text, nullptr, 10); };
     const auto floating = [](const char* text) { return std::strtod(text, nullptr); };
     switch (choice) {
@@ -142,7 +143,9 @@ inline void readOnce(Input& input, zqistream& in, SlowReader& model)
         CHECK(value == !model.read(1).empty());
         break;
     }
-    case 14: return readNumber<short>(in, model, dirty, integer);
+    case 14:
+        if (how >= 128) return readNumber<unsigned short>(in, model, dirty, integer);
+        return readNumber<short>(in, model, dirty, integer);
     case 15: return readNumber<unsigned int>(in, model, dirty, integer);
     case 16: return readNumber<long>(in, model, dirty, integer);
     case 17: return readNumber<float>(in, model, dirty, floating);

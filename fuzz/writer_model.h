@@ -67,7 +67,11 @@ inline void writeOnce(Input& input, zqostream& out, WriterModel& model)
     case 10: {
         const size_t target = input.upTo(65535) % (model.written + 1);
         if (target < model.span.size()) {
-            CHECK(out.seek(model.offset + long(target)));
+            static long position;
+            position = model.offset + long(target);
+            out << *[](zqstream& stream) -> zqstream& {
+                return CHECK(stream.seek(position)), stream;
+            };
             model.at = target;
         }
         return;
