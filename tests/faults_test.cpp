@@ -84,7 +84,7 @@ static const auto operations = [] {
         say << ZQRegisterIStream("name of a stream", nullptr, nullptr);
         say << ZQRegisterOStream("name of a stream", nullptr, nullptr);
         ZQGetVersions(*std::make_unique<zqosstream>());
-        say << ZQProcessSystemCommand("a long \"command\"") << ZQGetUserHomeDir();
+        say << ZQProcessSystemCommand("a long \"command\" of a user") << ZQGetUserHomeDir();
         say << ZQToolkitsGetRelease();
         say.then() << amount(got) << amount(readFile("o.gz"), packed("gz"));
     };
@@ -142,7 +142,8 @@ static const auto operations = [] {
         ZQGetProcessMemUsage(size, resident);
         say << (size > 0) << (resident > 0) << ZQGetNumProcessors() << ZQGetUserName();
         say << (ZQGetCurrentWorkingDirectory() != ".") << ZQGetAbsolutePath("f").size();
-        say << ZQProcessFileName("~root/x") << ZQGetProcessorInfo() << ZQGetPlatformInfo();
+        say << ZQProcessFileName("~root/any/long/name") << ZQGetProcessorInfo()
+            << ZQGetPlatformInfo();
         say << ZQGetTimeOfDay(&now) << ZQLocalTime(&tm, 0) << ZQCurrentTime().size();
     };
     all["thread"] = [](Report& say) {
@@ -162,28 +163,69 @@ static const auto operations = [] {
         condition.Broadcast();
     };
     all["memory"] = [](Report& say) {
-        zqistdstream source(new std::istringstream("some text of a string"), true);
-        zqiwrapperstream in;
-        zqisstream memory;
-        zqosstream out("ab"), copy, packed;
-        zqmultiostream fan;
-        string line, word, text, bytes;
-        in.set(&source, false);
-        fan.addstream(&out, false);
-        say << in.gettoken(word, 9999) << in.getline(line, 9999) << fan.write(sample);
-        fan << 1.5 << zqendl;
-        copy = out;
-        say << memory.set(copy.str()) << memory.read(text, 100000);
-        memory >> text;
-        const std::vector<unsigned int> words(5000, 7);
-        std::vector<float> values(5000, 7);
-        ZQ_io_write_binary(packed, sample);
-        ZQ_io_write_binary_compressed(packed, values.data(), 7, 5000);
-        ZQ_io_write_binary_compressed(packed, words.data(), 7, 5000);
-        memory.set(packed.str());
-        ZQ_io_read_binary(memory, text);
-        ZQ_io_read_binary_compressed(memory, values.data(), 7, 5000);
-        say << ZQCompress(bytes, text, "gz") << ZQUncompress(text, bytes, "gz") << amount(text);
+        Fault* fault = std::exchange(Fault::current, nullptr);
+        const string path = "d/../d/../d/../f", text = "a_word_of_some_length";
+        string got;
+        zqisstream in, copy, zipped;
+        zqosstream out, twin;
+        ZQFile file(path), other(path);
+        zipped.set(packed("gz"));
+        const auto prepare = [&] {
+            string().swap(got);
+            in.reset(), copy.reset(), zipped.reset(), out.clear();
+        };
+        // Where memory is missing, the same objects do the same once more.
+        const auto step = [&](auto work) {
+            prepare();
+            Fault::current = fault;
+            try {
+                work();
+            } catch (const std::bad_alloc&) {
+                Fault::lift(), fault = nullptr;
+                prepare();
+                work();
+            }
+            Fault::lift();
+            say << got;
+        };
+        step([&] { in.set(text); });
+        step([&] { copy.set(text.data(), text.size(), true); });
+        step([&] { copy = in, copy.getbuffer(got); });
+        step([&] { zqisstream(in).getbuffer(got); });
+        step([&] { in.read(got); });
+        step([&] { in >> got; });
+        step([&] { in.getline(got); });
+        step([&] { in.getline(got, 9999); });
+        step([&] { in.gettoken(got, 9999); });
+        step([&] { in >> out, got = out.str(); });
+        step([&] { out << in, got = out.str(); });
+        step([&] { out.set(text), got = out.str(); });
+        step([&] { got = zqosstream(text).str(); });
+        step([&] { twin.set(text.c_str()), out = twin, got = out.str(); });
+        step([&] { got = zqosstream(twin).str(); });
+        step([&] { out.write(sample), out << zqendl, got = amount(out.str(), sample + "\n"); });
+        step([&] { (zqogzstream(&out, false) << text).close(), got = hex(out.str()); });
+        step([&] { zqigzstream(&zipped, false).read(got), got = amount(got); });
+        step([&] { ZQCompress(got, sample, "gz"), got = amount(got, packed("gz")); });
+        step([&] { ZQUncompress(got, packed("gz"), "gz"), got = amount(got); });
+        step([&] { ZQ_io_write_binary(out, text), copy.set(out.str()); });
+        step([&] { ZQ_io_read_binary(copy, got); });
+        step([&] { file.Set(path), got = file.DirPath(); });
+        step([&] { file.Set(path, text), got = file.AbsPath() + file.FileName(); });
+        step([&] { other = file, got = ZQFile(other).FileName(); });
+        step([&] { got = "01"[file.Refresh()]; });
+        for (const auto ask : {ZQFileExists, ZQFileIsDirectory, ZQFileIsFile, ZQFileIsReadable,
+                               ZQFileIsWritable, ZQFileIsLink, ZQFileIsNamedPipe})
+            step([&] { got = "01"[ask(path)]; });
+        for (const auto make : {ZQFileDetermineName, ZQFileDeterminePath, ZQGetAbsolutePath})
+            step([&] { got = make(path + text); });
+        step([&] {
+            got = "01"[ZQFileCreate(path, 0600).Exists()] + std::to_string(ZQFileSize(path));
+        });
+        step([&] {
+            zqmultiostream fan;
+            fan.addstream(&out, false), fan.write(sample), fan.flush(), got = amount(out.str());
+        });
     };
     return all;
 }();
@@ -236,6 +278,7 @@ static string outcomes(const string& name, const string& call, long how, int tim
 TEST(Faults, AreReportedAsDocumentedAndLeaveNothingBehind)
 {
     WorkingDir dir;
+    ::pthread_setname_np(::pthread_self(), "fifteen_letters");  // a block where it is read
     std::filesystem::create_directory("d");
     for (const char* name : {"d/1", "d/2"}) writeFile(name, "");
     writeFile("f", sample);
