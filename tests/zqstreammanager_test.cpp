@@ -139,13 +139,19 @@ TEST(Manager, WorksFromManyThreads)
 {
     TempDir dir;
     writeFile(dir / "f", "shared");
+    zqifstream file(dir / "f");
     std::vector<std::future<void>> threads;  // joined where their futures end
     for (const char* name : {"a", "b", "c", "d"})
-        threads.push_back(std::async(std::launch::async, [&dir, name] {
+        threads.push_back(std::async(std::launch::async, [&, name] {
             for (int i = 0; i < 50; ++i) {
                 ZQRegisterIStream((name + std::to_string(i)).c_str(), openText, countAndDelete);
                 writeName(dir / name, name);
                 EXPECT_EQ(contents(dir / "f") + contents(dir / name), string("shared") + name);
+                const char* method = i % 2 == 0 ? "gz" : "zstd";
+                string packed, text(2, '?');
+                EXPECT_EQ(file.pread(text.data(), 2, 4), 2);
+                EXPECT_TRUE(ZQCompress(packed, name, method) && ZQUncompress(text, packed, method));
+                EXPECT_EQ(text, string("ed") + name);
             }
         }));
 }

@@ -14,6 +14,15 @@ struct Echo : ZQThread {
         condition.Release();
         return arg;
     }
+    // Returns when the thread waits.
+    bool startAndAwait()
+    {
+        const bool started = Start(this);
+        condition.Acquire();
+        while (started && !waits) condition.Wait();
+        condition.Release();
+        return started;
+    }
     bool waits = false;
     ZQCondition condition;
 };
@@ -29,14 +38,19 @@ TEST(ThreadAndCondition, HandThingsOver)
     for (const auto wake : {&ZQCondition::Signal, &ZQCondition::Broadcast}) {
         Echo echo;
         echo.SetStackSize(1 << 20);
-        ASSERT_TRUE(echo.Start(&echo));
+        ASSERT_TRUE(echo.startAndAwait());
         echo.condition.Acquire();
-        while (!echo.waits) echo.condition.Wait();
         echo.waits = false;
         echo.condition.Release();
         (echo.condition.*wake)();
         EXPECT_EQ(echo.Join(), &echo);
     }
+}
+
+TEST(ThreadAndCondition, LetTheProcessEndWhileAThreadWaits)
+{
+    const auto child = runChild([] { std::exit(!(new Echo)->startAndAwait()); });
+    EXPECT_TRUE(child.status == 0 && child.err.empty()) << child.err;
 }
 
 TEST(Once, BuildsAgainAfterAnExceptionAndThenOnceForAllThreads)
