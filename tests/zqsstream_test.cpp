@@ -51,7 +51,7 @@ TEST(StringOutput, CollectsTextBehindTheGivenOne)
     EXPECT_EQ(out.str().substr(200000), "xxxxmore");
     EXPECT_TRUE(out.set(string("a\0b", 3)) && out.str().size() == 3);
     const auto* bytes = reinterpret_cast<const unsigned char*>("xyz");
-    EXPECT_TRUE(out.set(bytes, 2) && out.write("!", 1));
+    EXPECT_TRUE(out.set(bytes, 2) && out.write("!", 1) && out.tell() == 1);
     EXPECT_EQ(out.str() + zqosstream(bytes, 3).str() + zqosstream((const char*)nullptr).str(),
               "xy!xyz");
     out.clear();
@@ -67,6 +67,12 @@ TEST(StringOutput, FailsOverCallerMemoryAndInCopies)
     EXPECT_TRUE(out.open(block, 4) && out.write("ab", 2) == 2 && out.str() == "ab");
     EXPECT_TRUE(out.write("cdef", 4) == 0 && out.eof() && out.str() == "text");
     EXPECT_EQ(std::memcmp(block, "abcd", 4), 0);
+    EXPECT_TRUE(out.open(block, 4) && out.write("abcde", 5) == 0 && out.eof());
+    out.clear();
+    EXPECT_TRUE(!out.eof() && out.open(block, 4) && out.write("ab", 2) == 2);
+    out.clear();  // and all is as at first
+    EXPECT_TRUE(out.size() == 0 && out.write(string(70000, 'x')) && out.tell() == 70000);
+    EXPECT_EQ(out.str().size(), 70000u);
 
     source.write(string(70000, 'x'));
     source << zqflush << "pending";
