@@ -4,17 +4,6 @@
 #include <set>
 #include <sys/stat.h>
 
-TEST(Paths, AreSplitAtTheirLastSeparator)
-{
-    const char* const rows[][3] = {{"", "", ""},       {"/", "", ""},       {"/f", "/", "f"},
-                                   {"d\\f", "d", "f"}, {"d/f//", "d", "f"}, {"//f\\", "/", "f"}};
-    for (const auto& [path, dir, name] : rows) {
-        string gotDir = path, gotName;
-        ZQFileDeterminePathAndName(gotDir, gotDir, gotName);
-        EXPECT_EQ(gotDir + "|" + gotName, dir + string("|") + name) << path;
-    }
-}
-
 TEST(Paths, BecomeAbsoluteWithTheHomeDirectoryForATilde)
 {
     const WorkingDir dir;

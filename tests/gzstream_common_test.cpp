@@ -7,7 +7,6 @@ TEST(BufferCompression, HasTheFormatsOfTheLibraries)
     EXPECT_EQ(hex(packed), "28 B5 2F FD 20 00 01 00 00");
     EXPECT_TRUE(ZQCompress(packed, nullptr, 7, "gz") && ZQUncompress(got, nullptr, 7, "gz"));
     EXPECT_EQ(hex(packed), "1F 8B 08 00 00 00 00 00 00 03 03 00 00 00 00 00 00 00 00 00");
-    EXPECT_TRUE(ZQUncompress(got, "plain text", "gz") && got == "plain text");
     for (const auto& [file, method] :
          {std::pair("/text.gz", "gz"), std::pair("/text.zst", "zstd")}) {
         got.clear();  // files of an earlier build
@@ -16,13 +15,11 @@ TEST(BufferCompression, HasTheFormatsOfTheLibraries)
     }
 }
 
-TEST(BufferCompression, RefusesOtherMethods)
+TEST(BufferCompression, IsAvailableByOneNameOnly)
 {
-    for (const char* method : {(const char*)nullptr, "", "gzip", "g", "zst", "ZSTD"}) {
-        string out = "old", in = "old";
-        EXPECT_FALSE(ZQCompress(out, "data", method) || ZQUncompress(in, "data", method));
-        EXPECT_EQ(out + in, "");
-        EXPECT_EQ(ZQCompressionAvailable(method), method && string(method) == "gzip");
-    }
-    EXPECT_FALSE(ZQCompressionAvailable("zstd"));
+    string out = "old";
+    EXPECT_FALSE(ZQCompress(out, "data", nullptr) || ZQCompress(out, "data", "gzip") || out != "");
+    EXPECT_TRUE(ZQCompressionAvailable("gzip"));
+    for (const char* method : {(const char*)nullptr, "", "g", "zstd"})
+        EXPECT_FALSE(ZQCompressionAvailable(method));
 }
