@@ -130,6 +130,10 @@ protected:
     bool _sizeknown;        // _size is valid
     bool _eof;              // input: the source has no more than the span; output: failed, closed
 
+    // Compilers copy a larger constant number of bytes by an instruction that is slower than
+    // std::memcpy itself.
+    static constexpr zqsize_t largestInline = 256;
+
     // Where the span really starts. After close(), and in some copies, _begin still names memory
     // that is not the stream's any more; _ptr never does, so _ptr decides.
     unsigned char* spanStart() const;
@@ -246,7 +250,8 @@ public:
     // Reads up to 'n' bytes; fewer only where the data ends. Returns the bytes read, as count().
     zqsize_t read(unsigned char* dst, zqsize_t n)
     {
-        if (n - 1 >= zqsize_t(_end - _ptr))  // 0 bytes, too: they must not touch a null dst
+        // 0 bytes, too: they must not touch a null dst.
+        if (n - 1 >= zqsize_t(_end - _ptr) || (__builtin_constant_p(n) && n > largestInline))
             return readAcross(dst, n);
         std::memcpy(dst, _ptr, n);
         _ptr += n;
@@ -419,10 +424,11 @@ public:
     // bytes went out; count() tells how many. Null returns 0 and leaves count() alone.
     zqsize_t write(const char* src, zqsize_t n)
     {
-        if (!src || n - 1 >= zqsize_t(_end - _ptr))
+        unsigned char* const dst = _ptr;  // read once: to the compiler, the copy may change _ptr
+        if (n - 1 >= zqsize_t(_end - dst) || !src || (__builtin_constant_p(n) && n > largestInline))
             return writeAcross(src, n);
-        std::memcpy(_ptr, src, n);
-        _ptr += n;
+        std::memcpy(dst, src, n);
+        _ptr = dst + n;
         return _count = n;
     }
     zqsize_t write(const unsigned char* src, zqsize_t n)
