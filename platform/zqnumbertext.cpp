@@ -1,12 +1,13 @@
 #include "zqnumbertext.h"
 
-#include <cfenv>
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fpu_control.h>
 #include <limits>
 #include <locale.h>
 #include <string>
@@ -31,9 +32,12 @@ bool isDigit(char c)
     return c >= '0' && c <= '9';
 }
 
+// As std::fegetround() tells, without a call.
 bool roundsToNearest()
 {
-    return std::fegetround() == FE_TONEAREST;
+    fpu_control_t control;
+    _FPU_GETCW(control);
+    return (control & _FPU_RC_ZERO) == _FPU_RC_NEAREST;
 }
 
 // ---- Eight digits at a time, in a word whose lowest byte is the first of them
@@ -45,6 +49,34 @@ constexpr std::uint64_t inEachByte(unsigned char byte)
 
 constexpr std::uint64_t zeros = inEachByte('0');
 constexpr std::uint64_t eightDigitsLimit = 100000000;
+constexpr std::uint64_t powersOfTen[] = {
+    1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, eightDigitsLimit};
+
+// For values of each number of bits, from one on, what to add to one: the upper half of the sum is
+// the number of its digits.
+struct DigitCounts {
+    std::uint64_t of[27] = {};
+    constexpr DigitCounts()
+    {
+        std::uint64_t digits = 1;
+        for (int i = 0; i < 27; ++i) {
+            of[i] = digits << 32;
+            if (powersOfTen[digits] >= std::uint64_t{2} << i)
+                continue;
+            // The larger ones of these values have a digit more, and carry into the upper half.
+            of[i] = ((digits + 1) << 32) - powersOfTen[digits];
+            ++digits;
+        }
+    }
+};
+
+// The number of digits of a value below eightDigitsLimit. It waits for no digit, so that the next
+// text can begin while those of this one are still being worked out.
+std::uint64_t countDigits(std::uint64_t value)
+{
+    static constexpr DigitCounts counts;
+    return (value + counts.of[63 - __builtin_clzl(value | 1)]) >> 32;
+}
 
 // The digits of a value below eightDigitsLimit, each 0 to 9.
 std::uint64_t toDigits(std::uint64_t value)
@@ -71,24 +103,22 @@ template <class Word> void store(char* out, Word characters)
     std::memcpy(out, &characters, sizeof characters);
 }
 
-// The first 'count' characters, 1 to 8; nothing is written behind them.
-void storeSome(char* out, std::uint64_t characters, int count)
+// The last 'count' of eight characters; nothing is written behind them.
+void storeLast(char* out, std::uint64_t characters, std::uint64_t count)
 {
-    const auto from = [=](int i) { return characters >> 8 * i; };
+    const std::uint64_t wanted = characters >> (64 - 8 * count);
     if (count >= 4) {
-        store(out, static_cast<std::uint32_t>(characters));
-        store(out + count - 4, static_cast<std::uint32_t>(from(count - 4)));
+        store(out, static_cast<std::uint32_t>(wanted));
+        store(out + count - 4, static_cast<std::uint32_t>(characters >> 32));
         return;
     }
-    for (const int i : {0, count / 2, count - 1})
-        out[i] = static_cast<char>(from(i));
+    for (const std::uint64_t i : {std::uint64_t{0}, count / 2, count - 1})
+        out[i] = static_cast<char>(wanted >> 8 * i);
 }
 
 // Adds the digits at 'p', up to sixteen, to the value; returns the end of the last one.
 const char* takeSixteen(const char* p, std::uint64_t& value)
 {
-    static constexpr std::uint64_t powersOfTen[] = {1,      10,      100,      1000,     10000,
-                                                    100000, 1000000, 10000000, 100000000};
     for (int step = 0; step < 2; ++step) {
         std::uint64_t digits;
         std::memcpy(&digits, p, sizeof digits);
@@ -115,28 +145,30 @@ char* formatUnsigned(char* out, std::uint64_t value)
         store(out, toDigits(value % eightDigitsLimit) | zeros);
         return out + 8;
     }
-    const std::uint64_t digits = toDigits(value);
-    const int leading = __builtin_ctzl(digits | std::uint64_t{1} << 56) / 8;  // 0 has one digit
-    storeSome(out, (digits | zeros) >> 8 * leading, 8 - leading);
-    return out + 8 - leading;
+    const std::uint64_t count = countDigits(value);
+    storeLast(out, toDigits(value) | zeros, count);
+    return out + count;
 }
 
 constexpr int fractionDigits = 6;
 constexpr std::uint64_t fractionScale = 1000000;
 constexpr double smallLimit = 8796093022208.0;  // 2^43
 
-// For every value and rounding mode. May write behind the text.
-int formatByLibrary(char* text, double value)
+// For every value and rounding mode.
+[[gnu::cold]] char* formatByLibrary(char* out, double value)
 {
-    if (roundsToNearest())
-        return static_cast<int>(std::to_chars(text, text + numberTextSize, value,
-                                              std::chars_format::fixed, fractionDigits)
-                                    .ptr -
-                                text);
-    const locale_t previous = ::uselocale(cLocale());
-    const int length = std::snprintf(text, numberTextSize, "%f", value);
-    ::uselocale(previous);
-    return length;
+    char text[numberTextSize];  // the library writes a NUL, too
+    const char* end = text;
+    if (roundsToNearest()) {
+        end =
+            std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, fractionDigits)
+                .ptr;
+    } else {
+        const locale_t previous = ::uselocale(cLocale());
+        end += std::snprintf(text, sizeof text, "%f", value);
+        ::uselocale(previous);
+    }
+    return std::copy<const char*>(text, end, out);
 }
 
 // |value| to the nearest millionth, ties to even: exact, for magnitudes below smallLimit.
@@ -147,7 +179,7 @@ struct Millionths {
 
 Millionths toMillionths(double value)
 {
-    constexpr Unsigned128 half = Unsigned128{1} << 127;
+    constexpr std::uint64_t half = std::uint64_t{1} << 63;
     std::uint64_t bits;
     std::memcpy(&bits, &value, sizeof bits);
     const int exponent = static_cast<int>(bits >> 52 & 0x7FF);
@@ -160,19 +192,20 @@ Millionths toMillionths(double value)
     if (shift > 74)
         return {0, 0};
     Millionths result = {0, 0};
-    Unsigned128 rest;  // in 2^-128 of a millionth
+    std::uint64_t rest;  // in 2^-64 of a millionth; odd where there is anything beyond
     if (shift < 64) {
         result.whole = mantissa >> shift;
         const auto scaled = Unsigned128{mantissa << (64 - shift)} * fractionScale;
         result.fraction = static_cast<std::uint64_t>(scaled >> 64);
-        rest = scaled << 64;
+        rest = static_cast<std::uint64_t>(scaled);
     } else {
         const auto scaled = Unsigned128{mantissa} * fractionScale;
         result.fraction = static_cast<std::uint64_t>(scaled >> shift);
-        rest = scaled << (128 - shift);
+        const Unsigned128 below = scaled << (128 - shift);
+        rest = static_cast<std::uint64_t>(below >> 64) | (static_cast<std::uint64_t>(below) != 0);
     }
-    if (rest > half || (rest == half && (result.fraction & 1)))
-        ++result.fraction;
+    // Up from a half on where the fraction is odd, without a branch: no processor would foresee it.
+    result.fraction += rest > half - (result.fraction & 1);
     if (result.fraction == fractionScale)
         return {result.whole + 1, 0};
     return result;
@@ -308,20 +341,15 @@ char* formatNumber(char* out, long value)
 
 char* formatNumber(char* out, double value)
 {
-    if (!(std::fabs(value) < smallLimit) || !roundsToNearest()) {  // NaN, too
-        char text[numberTextSize];
-        const int length = formatByLibrary(text, value);
-        std::memcpy(out, text, static_cast<std::size_t>(length));
-        return out + length;
-    }
+    if (!(std::fabs(value) < smallLimit) || !roundsToNearest())  // NaN, too
+        return formatByLibrary(out, value);
     *out = '-';
     const auto [whole, fraction] = toMillionths(value);
     out = formatUnsigned(out + std::signbit(value), whole);
-    // Two zeros and the fraction, over the last digit and the place of the point.
-    const char last = out[-1];
-    store(out - 1, toDigits(fraction) | zeros);
-    out[-1] = last;
-    *out = '.';
+    const std::uint64_t digits = toDigits(fraction) | zeros;  // behind two zeros
+    constexpr std::uint64_t toPoint = '0' ^ '.';              // what makes one of them the point
+    store(out, static_cast<std::uint32_t>(digits >> 8 ^ toPoint));
+    store(out + 3, static_cast<std::uint32_t>(digits >> 32));
     return out + 1 + fractionDigits;
 }
 
