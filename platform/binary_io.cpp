@@ -6,7 +6,9 @@
 #include "zqstackblock.h"
 
 #include <algorithm>
+#include <arpa/inet.h>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -157,13 +159,18 @@ namespace {
 
 constexpr zqsize_t lengthSize = 4;
 
-// Between the host's order and that of the image.
-void copyLength(unsigned char* dst, const unsigned char* src)
+// Most significant byte first, which is what htonl() and ntohl() are for.
+void putLength(unsigned char* dst, std::uint32_t length)
 {
-    if (ZQBigEndian())
-        std::memcpy(dst, src, lengthSize);
-    else
-        reversePlain(dst, src, lengthSize, 1);
+    const std::uint32_t image = ::htonl(length);
+    std::memcpy(dst, &image, lengthSize);
+}
+
+std::uint32_t getLength(const unsigned char* src)
+{
+    std::uint32_t image;
+    std::memcpy(&image, src, lengthSize);
+    return ::ntohl(image);
 }
 
 bool lengthFits(const std::string& s)
@@ -181,55 +188,79 @@ zqsize_t ZQ_io_write_binary(unsigned char* dst, const std::string& s)
     if (!lengthFits(s))
         return 0;
     const auto length = static_cast<unsigned int>(s.size());
-    copyLength(dst, bytesOf(&length));
+    putLength(dst, length);
     std::memcpy(dst + lengthSize, s.data(), length);
     return lengthSize + length;
 }
+
+namespace {
+
+[[gnu::cold]] void writeAcrossSpan(zqostream& dst, const std::string& s)
+{
+    const auto length = static_cast<unsigned int>(s.size());
+    ZQ_io_write_binary(dst, bytesOf(&length), lengthSize, 1);
+    dst.write(s.data(), length);
+}
+
+}  // namespace
 
 zqsize_t ZQ_io_write_binary(zqostream& dst, const std::string& s)
 {
     if (!lengthFits(s))
         return 0;
-    const auto length = static_cast<unsigned int>(s.size());
+    const zqsize_t length = s.size();
     const zqsize_t total = lengthSize + length;
-    if (total < StreamSpan::left(dst)) {
-        ZQ_io_write_binary(StreamSpan::at(dst), s);
-        StreamSpan::advance(dst, total, length);
+    if (total >= StreamSpan::left(dst)) {
+        writeAcrossSpan(dst, s);
         return total;
     }
-    ZQ_io_write_binary(dst, bytesOf(&length), lengthSize, 1);
-    dst.write(s.data(), length);
+    unsigned char* const at = StreamSpan::at(dst);
+    StreamSpan::advance(dst, total, length);
+    putLength(at, static_cast<std::uint32_t>(length));
+    std::memcpy(at + lengthSize, s.data(), length);
     return total;
 }
 
 zqsize_t ZQ_io_read_binary(const unsigned char* src, std::string& s)
 {
-    unsigned int length;
-    copyLength(bytesOf(&length), src);
+    const std::uint32_t length = getLength(src);
     s.assign(reinterpret_cast<const char*>(src + lengthSize), length);
     return lengthSize + length;
 }
 
-zqsize_t ZQ_io_read_binary(zqistream& src, std::string& s)
+namespace {
+
+// Returns the bytes that were there; behind the end of the stream the text is zeros.
+[[gnu::cold]] zqsize_t readText(zqistream& src, std::string& s, unsigned int length)
+{
+    std::string fresh(length, '\0');
+    const zqsize_t got = ZQ_io_read_binary(src, bytesOf(fresh.data()), 1, length);
+    s.swap(fresh);
+    return got;
+}
+
+[[gnu::cold]] zqsize_t readAcrossSpan(zqistream& src, std::string& s)
 {
     unsigned int length = 0;
-    zqsize_t got = lengthSize;
-    if (StreamSpan::left(src) >= lengthSize) {
-        copyLength(bytesOf(&length), StreamSpan::at(src));
-        StreamSpan::advance(src, lengthSize, lengthSize);
-    } else {
-        got = ZQ_io_read_binary(src, bytesOf(&length), lengthSize, 1);
-    }
-    if (length != 0 && length <= StreamSpan::left(src)) {
-        s.assign(reinterpret_cast<const char*>(StreamSpan::at(src)), length);
-        StreamSpan::advance(src, length, length);
-        return got + length;
-    }
-    // Zeros, for a stream that ends early.
-    std::string fresh(length, '\0');
-    const zqsize_t gotText = ZQ_io_read_binary(src, bytesOf(fresh.data()), 1, length);
-    s.swap(fresh);
-    return got + gotText;
+    const zqsize_t got = ZQ_io_read_binary(src, bytesOf(&length), lengthSize, 1);
+    return got + readText(src, s, length);
+}
+
+}  // namespace
+
+zqsize_t ZQ_io_read_binary(zqistream& src, std::string& s)
+{
+    const unsigned char* const at = StreamSpan::at(src);
+    const zqsize_t left = StreamSpan::left(src);
+    if (left < lengthSize)
+        return readAcrossSpan(src, s);
+    const std::uint32_t length = getLength(at);
+    StreamSpan::advance(src, lengthSize, lengthSize);
+    if (length == 0 || length > left - lengthSize)
+        return lengthSize + readText(src, s, length);
+    s.assign(reinterpret_cast<const char*>(at + lengthSize), length);
+    StreamSpan::advance(src, length, length);
+    return lengthSize + length;
 }
 
 // ---- Packed arrays
