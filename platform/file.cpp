@@ -41,16 +41,19 @@ std::string_view trimmed(std::string_view path)
     return path;
 }
 
-// Length of the path up to and including its last separator; 0: it has none.
-std::size_t lengthToSeparator(std::string_view path)
+bool hasWrongSeparator(const std::string& path)
 {
-    std::size_t length = path.size();
-    while (length > 0 && !isSeparator(path[length - 1]))
-        --length;
-    return length;
+    return path.find(WrongSeparator) != path.npos;
 }
 
-// The two parts of a path as they stand in it, with the separators not yet corrected.
+// The path with the right separators, all of which it keeps.
+std::string withRightSeparators(std::string path)
+{
+    std::replace(path.begin(), path.end(), WrongSeparator, RightSeparator);
+    return path;
+}
+
+// The two parts of a path with the right separators, as they stand in it.
 struct Parts {
     std::string_view dir;
     std::string_view name;
@@ -59,16 +62,14 @@ struct Parts {
 Parts split(std::string_view path)
 {
     path = trimmed(trimmed(path));  // correcting removes one separator, the end of a part another
-    const std::size_t start = lengthToSeparator(path);
+    const char* const first = path.data();
+    const auto* const slash =
+        static_cast<const char*>(::memrchr(first, RightSeparator, path.size()));
+    if (!slash)
+        return {{first, 0}, path};
+    const auto start = static_cast<std::size_t>(slash + 1 - first);
     const std::size_t dirLength = start > 1 ? start - 1 : start;  // the root keeps its separator
-    return {path.substr(0, dirLength), path.substr(start)};
-}
-
-void assignCorrected(std::string& text, std::string_view part)
-{
-    text = part;
-    if (part.find(WrongSeparator) != part.npos)  // faster than a look at every byte
-        std::replace(text.begin(), text.end(), WrongSeparator, RightSeparator);
+    return {{first, dirLength}, {slash + 1, path.size() - start}};
 }
 
 bool isSelfOrParent(const char* name)
@@ -82,32 +83,28 @@ bool isSelfOrParent(const char* name)
 
 void ZQFileCorrectSeparators(std::string& path)
 {
-    std::replace(path.begin(), path.end(), WrongSeparator, RightSeparator);
+    path = withRightSeparators(std::move(path));
     if (!path.empty() && path.back() == RightSeparator)
         path.pop_back();
 }
 
 std::string ZQFileDetermineName(const std::string& path)
 {
-    std::string name;
-    assignCorrected(name, split(path).name);
-    return name;
+    return std::string(split(withRightSeparators(path)).name);
 }
 
 std::string ZQFileDeterminePath(const std::string& path)
 {
-    std::string dir;
-    assignCorrected(dir, split(path).dir);
-    return dir;
+    return std::string(split(withRightSeparators(path)).dir);
 }
 
 void ZQFileDeterminePathAndName(const std::string& path, std::string& dir, std::string& name)
 {
-    if (&path == &dir || &path == &name)
-        return ZQFileDeterminePathAndName(std::string(path), dir, name);
+    if (hasWrongSeparator(path) || &path == &dir || &path == &name)
+        return ZQFileDeterminePathAndName(withRightSeparators(path), dir, name);
     const Parts parts = split(path);
-    assignCorrected(dir, parts.dir);
-    assignCorrected(name, parts.name);
+    dir = parts.dir;
+    name = parts.name;
 }
 
 std::string ZQGetAbsolutePath(const std::string& path)
@@ -135,25 +132,29 @@ std::string ZQGetCurrentWorkingDirectory()
 // ---- ZQFile
 
 struct ZQFile::Record {
-    bool known = false;   // the platform was asked for the status
-    bool exists = false;  // and gave it
-    std::string dir;      // may be empty
-    std::string name;
+    std::string path;           // directory, separator and name, or the name alone
+    std::size_t dirLength = 0;  // 0: no directory
+    bool known = false;         // the platform was asked for the status
+    bool exists = false;        // and gave it
     struct stat status;
 
-    std::string fullPath() const
+    // The path has the right separators.
+    explicit Record(std::string_view given)
     {
-        std::string path;
-        path.reserve(dir.size() + 1 + name.size());
-        if (!dir.empty())
-            path.append(dir).append(1, Separator);
-        return path.append(name);
+        const auto [dir, name] = split(given);
+        dirLength = dir.size();
+        path.assign(given.data(), name.data() + name.size());
+        if (dirLength != 0 && name.data() == dir.data() + dirLength)  // "/name" loses no separator
+            path.insert(dirLength, 1, Separator);
     }
+
+    std::string dir() const { return path.substr(0, dirLength); }
+    std::string name() const { return path.substr(dirLength == 0 ? 0 : dirLength + 1); }
 
     bool query()
     {
         if (!known) {
-            exists = ::stat(fullPath().c_str(), &status) == 0;
+            exists = ::stat(path.c_str(), &status) == 0;
             known = true;
         }
         return exists;
@@ -192,9 +193,8 @@ ZQFile::~ZQFile() = default;
 
 bool ZQFile::Set(const std::string& path)
 {
-    auto record = std::make_unique<Record>();
-    ZQFileDeterminePathAndName(path, record->dir, record->name);
-    _record = std::move(record);
+    _record = hasWrongSeparator(path) ? std::make_unique<Record>(withRightSeparators(path))
+                                      : std::make_unique<Record>(path);
     return true;
 }
 
@@ -216,17 +216,17 @@ bool ZQFile::Refresh()
 
 std::string ZQFile::AbsPath() const
 {
-    return _record ? _record->fullPath() : std::string();
+    return _record ? _record->path : std::string();
 }
 
 std::string ZQFile::DirPath() const
 {
-    return _record ? _record->dir : std::string();
+    return _record ? _record->dir() : std::string();
 }
 
 std::string ZQFile::FileName() const
 {
-    return _record ? _record->name : std::string();
+    return _record ? _record->name() : std::string();
 }
 
 bool ZQFile::Exists() const
