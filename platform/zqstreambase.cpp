@@ -51,6 +51,17 @@ const char* chars(const unsigned char* bytes)
     return reinterpret_cast<const char*>(bytes);
 }
 
+// Appends the next bytes of a text of unknown size. Doubled, as std::string does it, a string of
+// one to some buffers would be copied once more in all; it grows fourfold.
+void appendBlock(std::string& text, const unsigned char* bytes, zqsize_t n)
+{
+    constexpr zqsize_t manyBuffers = 64 * ZQ_STREAM_BUFSIZE;
+    const zqsize_t size = text.size();
+    if (n > text.capacity() - size && size >= ZQ_STREAM_BUFSIZE && size < manyBuffers)
+        text.reserve(4 * size);
+    text.append(chars(bytes), n);
+}
+
 }  // namespace
 
 // ---- ZQIOError
@@ -243,7 +254,7 @@ zqsize_t zqistream::read(std::string& dst, zqsize_t n)
         return 0;
     for (;;) {
         const zqsize_t step = std::min(n, distance(_ptr, _end));
-        dst.append(chars(_ptr), step);
+        appendBlock(dst, _ptr, step);
         _ptr += step;
         _count += step;
         n -= step;
@@ -258,7 +269,7 @@ zqsize_t zqistream::read(std::string& dst)
     _count = 0;
     do {
         const zqsize_t step = distance(_ptr, _end);
-        dst.append(chars(_ptr), step);
+        appendBlock(dst, _ptr, step);
         _ptr = _end;
         _count += step;
     } while (_zqfill());
