@@ -74,6 +74,11 @@ TEST(StreamRead, IsShortOnlyWhereTheSourceEnds)
         EXPECT_TRUE(source.read(got, ask) == expected.size() && got == expected) << ask;
         EXPECT_TRUE(source.fills == fills && source.eof() == (ask > 6)) << ask;
     }
+    const string large = sampleBytes(5000000);  // so large a text grows in another way
+    string got;
+    ChunkSource source = chunked(large, 65536);
+    source >> got;
+    EXPECT_TRUE(got == large);
 }
 
 TEST(StreamWrite, ReportsZeroForAPartThatWentOut)
@@ -87,6 +92,7 @@ TEST(StreamWrite, ReportsZeroForAPartThatWentOut)
     unsigned char block[4];
     zqostream out;
     EXPECT_TRUE(out.open(block, 4) && out.flush() && out.size() == 4);
+    EXPECT_TRUE(out.write(string("abcdef"), 99) == 0 && !std::memcmp(block, "abcd", out.count()));
     EXPECT_FALSE(out.open(static_cast<unsigned char*>(nullptr), 4));
 
     const long end = zqnul.tell() + 100000;
@@ -183,21 +189,23 @@ TEST(StreamMembers, AnswerWithoutAResource)
                  "ZQStrError failed to retrieve proper error message");
     ChunkSource in({"xyz18446744073709551615 "});
     signed char second = 0;
+    unsigned char end = 0;
     unsigned long number = 0;
     in >> *[](zqistream& stream) -> zqistream& { return stream.skip(1), stream; } >> second;
     in >> *[](zqstream& stream) -> zqstream& { return stream.seek(2), stream; };
     in.skip(1);
-    in >> number;
-    EXPECT_TRUE(number == 0 && errno == ERANGE && second == 'y') << number;
+    in >> number >> end;
+    EXPECT_TRUE(number == 0 && errno == ERANGE && second == 'y' && end == 0xFF) << number;
     errno = 0;
 }
 
 TEST(TextOutput, WritesWhatPrintfWrites)
 {
-    EXPECT_EQ(written(7u, LONG_MIN, -0.0, 1e20, true, false, 'x', (signed char)'y',
-                      string("a\0b", 3), (const char*)nullptr, (const unsigned char*)"u",
-                      (const signed char*)"s"),
-              "7-9223372036854775808-0.000000100000000000000000000.00000010xyaus");
+    EXPECT_EQ(written(short(-32768), (unsigned short)65535, -7, 7u, LONG_MIN, ~0ul),
+              "-3276865535-77-922337203685477580818446744073709551615");
+    EXPECT_EQ(written(1.5f, -0.0, 1e20, true, false, 'x', (signed char)'y', string("a\0b", 3),
+                      (const char*)nullptr, (const unsigned char*)"u", (const signed char*)"s"),
+              "1.500000-0.000000100000000000000000000.00000010xyaus");
     std::mt19937_64 random(1);
     for (int i = 0; i < 100000; ++i) {
         std::fesetround(i < 90000 ? FE_TONEAREST : i % 2 ? FE_UPWARD : FE_TOWARDZERO);
