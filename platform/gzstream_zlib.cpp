@@ -228,7 +228,7 @@ bool holdsPlainData(const gz_stream& gz)
 // Begins to read at the source's position. True if a member header stands there.
 bool gzi_init(zqistream* source, gz_stream& gz)
 {
-    if (source->eof())
+    if (!source || source->eof())  // a source may let go of its reader while it seeks
         return false;
     const bool wasPlain = gz.transparent != 0;
     endOrphan(gz);
