@@ -164,7 +164,7 @@ void printScale()
     fact("opening with 1000 prefixes, against none", costOfOpening(path) / before, 1.1);
     fact("size of the library's code", kilobytesOfCode(), 300, " KB");
     fact("start of a program, beyond that of zlib and zstd", millisecondsOfStarting(), 0.3, " ms",
-         "a third of it sets up the standard streams of C++, which a program with <iostream> has "
+         "a third of it sets up the standard streams of C++, which a program with iostreams has "
          "to do anyway");
     if (!remarks.empty()) std::printf("\n%s", remarks.c_str());
 }
