@@ -66,7 +66,7 @@ Parts split(std::string_view path)
     const auto* const slash =
         static_cast<const char*>(::memrchr(first, RightSeparator, path.size()));
     if (!slash)
-        return {{first, 0}, path};
+        return {path.substr(0, 0), path};
     const auto start = static_cast<std::size_t>(slash + 1 - first);
     const std::size_t dirLength = start > 1 ? start - 1 : start;  // the root keeps its separator
     return {{first, dirLength}, {slash + 1, path.size() - start}};

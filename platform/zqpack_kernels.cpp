@@ -283,10 +283,11 @@ struct WideSteps {
 constexpr WideSteps planWide(unsigned int width)
 {
     const unsigned int apart = 32 - width, odd = width % 2 * 4;
+    const std::uint64_t bits = width, gap = apart;
     return {{apart, 0, apart, 0, apart, 0, apart, 0},
             {apart, 0, 0, 0, apart, 0, apart, 0},  // of p2, the first value will do
-            {apart, 3 * apart, apart + odd, 3 * apart + odd},
-            {3 * width - 32, 4 * width - 64, 3 * width - 32 - odd, wordBits}};
+            {gap, 3 * gap, gap + odd, 3 * gap + odd},
+            {3 * bits - 32, 4 * bits - 64, 3 * bits - 32 - odd, wordBits}};
 }
 
 constexpr auto wideSteps = forWidths<firstWide, widest>(planWide);
@@ -421,8 +422,10 @@ struct ShortSteps {
 constexpr ShortSteps planShort(unsigned int width)
 {
     ShortSteps steps{};
-    for (unsigned int lane = 0; lane < 8; ++lane)
-        planValue(steps.bytes + 4 * lane, steps.shift[lane], firstBitOf(lane / 4, lane % 4, width));
+    for (unsigned int lane = 0; lane < 8; ++lane) {
+        std::uint8_t* const bytes = steps.bytes + zqsize_t(4) * lane;
+        planValue(bytes, steps.shift[lane], firstBitOf(lane / 4, lane % 4, width));
+    }
     return steps;
 }
 
