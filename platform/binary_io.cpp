@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <limits>
 
 namespace ZQPlatform {
@@ -510,11 +511,18 @@ zqsize_t ZQ_io_read_binary_compressed(const unsigned char* src, float* values, u
         return 0;
     if (width >= rawWidth)
         return ZQ_io_read_binary(src, bytesOf(values), rawSize, count);
+    const zqsize_t length = rangeSize + packedLength(width, count);
+    const std::less<const unsigned char*> before;
+    if (before(src, bytesOf(values + count)) && before(bytesOf(values), src + length)) {
+        // The values would overwrite what of the image is still to be read.
+        const std::string image(reinterpret_cast<const char*>(src), length);
+        return ZQ_io_read_binary_compressed(bytesOf(image.data()), values, width, count);
+    }
     Range range;
     ZQ_io_read_binary(src, bytesOf(&range.max), rawSize, 1);
     ZQ_io_read_binary(src + rawSize, bytesOf(&range.min), rawSize, 1);
     unpackFloats(src + rangeSize, values, width, count, range);
-    return rangeSize + packedLength(width, count);
+    return length;
 }
 
 zqsize_t ZQ_io_read_binary_compressed(zqistream& src, float* values, unsigned int width,

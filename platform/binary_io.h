@@ -81,7 +81,8 @@ ZQPLATFORM_EXPORT zqsize_t ZQ_io_read_binary(zqistream& src, std::string& s);
 // count * width is a 32-bit number. Where it wraps, the image has the length that the wrapped
 // number gives: values that lie behind it are not written, and are read as 0.
 //
-// Null values or a count of 0 give 0 and touch nothing. Image and values must not overlap.
+// Null values or a count of 0 give 0 and touch nothing. Image and values must not overlap, but
+// for an image of floats in memory: it may be read into the place where it stands.
 
 // The bits that the largest value needs, 0 (all values are zero, or none is there) to 32.
 ZQPLATFORM_EXPORT unsigned int ZQ_io_util_calc_NumBits(const unsigned int* values,
